@@ -1,0 +1,45 @@
+#include "frame/Regex.h"
+
+#include <boost/regex.hpp>
+
+#include <stdexcept>
+
+namespace
+{
+std::optional<std::vector<std::string>> Run(std::string_view text, const std::string& pattern, bool whole)
+{
+    try
+    {
+        const boost::regex expression(pattern, boost::regex::perl);
+        boost::cmatch found;
+        const char* begin = text.data();
+        const char* end = text.data() + text.size();
+        const bool matches = whole ? boost::regex_match(begin, end, found, expression, boost::match_not_dot_newline)
+                                   : boost::regex_search(begin, end, found, expression, boost::match_not_dot_newline);
+        if (!matches)
+        {
+            return std::nullopt;
+        }
+        std::vector<std::string> groups;
+        for (const auto& group : found)
+        {
+            groups.push_back(group.str());
+        }
+        return groups;
+    }
+    catch (const std::runtime_error&) // boost::regex_error and "too complex" both derive from it
+    {
+        return std::nullopt;
+    }
+}
+} // namespace
+
+std::optional<std::vector<std::string>> MatchWhole(std::string_view text, const std::string& pattern)
+{
+    return Run(text, pattern, true);
+}
+
+std::optional<std::vector<std::string>> SearchFirst(std::string_view text, const std::string& pattern)
+{
+    return Run(text, pattern, false);
+}

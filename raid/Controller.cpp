@@ -1,0 +1,3 @@
+#include "raid/Controller.h"
+
+CController::~CController() = default;

@@ -1,0 +1,290 @@
+#include "storage/Disk.h"
+
+#include "frame/HostMessage.h"
+#include "frame/Log.h"
+#include "frame/Text.h"
+#include "frame/Xml.h"
+
+#include <tinyxml.h>
+
+#include <cstdio>
+
+namespace
+{
+int AsSigned(std::uint32_t value)
+{
+    return static_cast<int>(value);
+}
+
+void TakeIfNotEmpty(std::string& own, const std::string& scanned)
+{
+    if (!scanned.empty())
+    {
+        own = scanned;
+    }
+}
+
+void AddDrives(TiXmlElement& disk, const std::set<std::string>& drives)
+{
+    if (drives.empty())
+    {
+        return;
+    }
+    TiXmlElement& list = AddChild(disk, "Drives");
+    for (const std::string& drive : drives)
+    {
+        AddChild(list, "Drive").SetAttribute("Name", drive);
+    }
+}
+
+void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribute>& attributes,
+                   const std::optional<ThresholdRange>& range)
+{
+    if (attributes.empty())
+    {
+        return;
+    }
+    TiXmlElement& list = AddChild(disk, "Attributes");
+    for (const auto& [id, attribute] : attributes)
+    {
+        std::unique_ptr<TiXmlElement> element = CDisk::CreateAttributeElement(attribute);
+        if (element == nullptr)
+        {
+            continue;
+        }
+        const bool limited = range && id == kTemperatureAttribute;
+        element->SetAttribute("Threshold", limited ? 1 : 0);
+        element->SetAttribute("MinThreshold", limited ? range->min : -1);
+        element->SetAttribute("MaxThreshold", limited ? range->max : -1);
+        AdoptChild(list, std::move(element));
+    }
+}
+} // namespace
+
+CStorageElement::~CStorageElement() = default;
+
+std::unique_ptr<TiXmlElement> CStorageElement::CreateXmlElement() const
+{
+    return nullptr;
+}
+
+CDiskController::~CDiskController() = default;
+
+CDisk::CDisk(std::string name)
+{
+    m_name = std::move(name);
+}
+
+bool CDisk::IsControllerAttached() const
+{
+    return m_controller != nullptr || !m_controllerName.empty() || !m_unitName.empty() || !m_otherName.empty();
+}
+
+std::unique_ptr<TiXmlElement> CDisk::CreateXmlElement() const
+{
+    auto element = std::make_unique<TiXmlElement>("Disk");
+    element->SetAttribute("Name", m_name);
+    element->SetAttribute("Model", m_model);
+    element->SetAttribute("SerialNumber", m_serialNumber);
+    element->SetAttribute("FirmwareVersion", m_firmwareVersion);
+    element->SetAttribute("DriverVersion", m_driverVersion);
+    element->SetAttribute("Capacity", AsSigned(m_capacity));
+    element->SetAttribute("SmartAvailable", 1);
+    element->SetAttribute("SmartEnabled", 1);
+    element->SetAttribute("ControllerName", m_controllerName);
+    element->SetAttribute("UnitName", m_unitName);
+    element->SetAttribute("OtherName", m_otherName);
+    element->SetAttribute("Speed", AsSigned(m_speed));
+    char linkSpeed[352]; // the longest double in "%f" has 309 digits before the point
+    std::snprintf(linkSpeed, sizeof linkSpeed, "%f", m_linkSpeed);
+    element->SetAttribute("LinkSpeed", linkSpeed);
+    element->SetAttribute("Hotspare", m_hotSpare != HotSpareType::None ? 1 : 0);
+    element->SetAttribute("CanConfigureHotSpare", m_canConfigureHotSpare ? 1 : 0);
+    element->SetAttribute("SelfTestSupport", m_selfTestSupport ? 1 : 0);
+    if (IsControllerAttached())
+    {
+        element->SetAttribute("Attached", 1);
+        element->SetAttribute("RaidPort", m_port);
+        if (m_volumeIndex >= 0)
+        {
+            element->SetAttribute("VolumeIndex", m_volumeIndex);
+        }
+        if (m_controller != nullptr)
+        {
+            element->SetAttribute("DID", m_controller->GetDiskDid(m_name));
+        }
+    }
+    else
+    {
+        element->SetAttribute("Attached", IsPresent() ? 1 : 0);
+        element->SetAttribute("NonRaidPort", m_port);
+    }
+    AddDrives(*element, m_drives);
+    element->SetAttribute("SupportsPrep", m_supportsPrep ? 1 : 0);
+    AddAttributes(*element, m_attributes, m_userRange);
+    if (m_userRange)
+    {
+        TiXmlElement& threshold = AddChild(AddChild(*element, "Thresholds"), "Threshold");
+        threshold.SetAttribute("Id", kTemperatureAttribute);
+        threshold.SetAttribute("Min", m_userRange->min);
+        threshold.SetAttribute("Max", m_userRange->max);
+    }
+    return element;
+}
+
+std::unique_ptr<TiXmlElement> CDisk::CreateAttributeElement(const SmartAttribute& attribute)
+{
+    if (attribute.id == 0 || attribute.currentValue == 254 || attribute.currentValue == 255)
+    {
+        return nullptr;
+    }
+    auto element = std::make_unique<TiXmlElement>("Attribute");
+    element->SetAttribute("Id", AsSigned(attribute.id));
+    element->SetAttribute("Flag", AsSigned(attribute.flag));
+    element->SetAttribute("CurrentValue", AsSigned(attribute.currentValue));
+    element->SetAttribute("WorstValue", AsSigned(attribute.worstValue));
+    element->SetAttribute("RawValue", AsSigned(attribute.rawValue));
+    element->SetAttribute("ThresholdValue", AsSigned(attribute.thresholdValue));
+    element->SetAttribute("AdvisoryBit", attribute.advisoryBit ? 1 : 0);
+    element->SetAttribute("PreFailBit", attribute.preFailBit ? 1 : 0);
+    element->SetAttribute("OfflineCollectionBit", attribute.offlineCollectionBit ? 1 : 0);
+    element->SetAttribute("PerformanceBit", attribute.performanceBit ? 1 : 0);
+    element->SetAttribute("ErrorRateBit", attribute.errorRateBit ? 1 : 0);
+    element->SetAttribute("ErrorCountBit", attribute.errorCountBit ? 1 : 0);
+    element->SetAttribute("SelfPreserving", attribute.selfPreserving ? 1 : 0);
+    return element;
+}
+
+bool CDisk::ReadThresholds(const TiXmlElement& element)
+{
+    bool changed = false;
+    for (const TiXmlElement* list = element.FirstChildElement("Thresholds"); list != nullptr;
+         list = list->NextSiblingElement("Thresholds"))
+    {
+        for (const TiXmlElement* threshold = list->FirstChildElement("Threshold"); threshold != nullptr;
+             threshold = threshold->NextSiblingElement("Threshold"))
+        {
+            const auto id = IntAttribute(*threshold, "Id");
+            const auto min = IntAttribute(*threshold, "Min");
+            const auto max = IntAttribute(*threshold, "Max");
+            if (id == kTemperatureAttribute && min && max)
+            {
+                changed |= SetUserRange(ThresholdRange{.min = *min, .max = *max});
+            }
+        }
+    }
+    return changed;
+}
+
+bool CDisk::SetUserRange(const std::optional<ThresholdRange>& range)
+{
+    if (range ? m_userRange == range : m_userRange.has_value())
+    {
+        return false;
+    }
+    m_userRange = range.value_or(ThresholdRange{});
+    return true;
+}
+
+bool CDisk::Matches(const CDisk& scanned)
+{
+    if (m_name == scanned.m_name)
+    {
+        m_status = scanned.m_status;
+        return true;
+    }
+    if (m_serialNumber == scanned.m_serialNumber)
+    {
+        return true;
+    }
+    if (!m_otherName.empty() && m_otherName == scanned.m_otherName)
+    {
+        return true;
+    }
+    return IsControllerAttached() && m_port == scanned.m_port;
+}
+
+void CDisk::UpdateFrom(const CDisk& scanned)
+{
+    if (m_source != DiskSource::Config && m_source != scanned.m_source)
+    {
+        return;
+    }
+    TakeIfNotEmpty(m_name, scanned.m_name);
+    TakeIfNotEmpty(m_model, scanned.m_model);
+    TakeIfNotEmpty(m_firmwareVersion, scanned.m_firmwareVersion);
+    TakeIfNotEmpty(m_driverVersion, scanned.m_driverVersion);
+    TakeIfNotEmpty(m_serialNumber, scanned.m_serialNumber);
+    m_serialNumber = TrimSpaces(m_serialNumber);
+    if (scanned.m_capacity != kUnknown32)
+    {
+        m_capacity = scanned.m_capacity;
+    }
+    // A quick scan does not know; what the full scan has found stays.
+    if (m_source != DiskSource::Smartctl)
+    {
+        m_selfTestSupport = scanned.m_selfTestSupport;
+    }
+    m_controllerName = scanned.m_controllerName;
+    m_controller = scanned.m_controller;
+    m_unitName = scanned.m_unitName;
+    m_otherName = scanned.m_otherName;
+    m_speed = scanned.m_speed;
+    m_linkSpeed = scanned.m_linkSpeed;
+    m_status = scanned.m_status;
+    m_port = scanned.m_port;
+    m_volumeIndex = scanned.m_volumeIndex;
+    m_source = scanned.m_source;
+    m_hotSpare = scanned.m_hotSpare;
+}
+
+void CDisk::SendPrepStatus() const
+{
+    CXmlDocument document;
+    TiXmlElement& storage = AddChild(StartDocument(document), "Storage");
+    storage.SetAttribute("ID", kPluginElementId);
+    TiXmlElement& disk = AddChild(storage, "Disk");
+    disk.SetAttribute("Name", m_name);
+    disk.SetAttribute("PrepStatus", static_cast<int>(m_prepStatus));
+    SendDocument(document, MessageCategory::StatusDocument);
+}
+
+bool CDisk::IsRaidBgRunning() const
+{
+    if (m_controller == nullptr)
+    {
+        return false;
+    }
+    const std::string task = m_controller->GetUnitTaskText(m_unitName);
+    if (task.empty())
+    {
+        return false;
+    }
+    Log(LogDebug, "IsRaidBgRunning(): disk %s in vol %s busy - %s", m_name.c_str(), m_unitName.c_str(), task.c_str());
+    return true;
+}
+
+void CDisk::UpdateHotSpareCapability()
+{
+    if (m_controller == nullptr || !m_controller->HasRaid56Unit())
+    {
+        m_canConfigureHotSpare = false;
+        return;
+    }
+    if (m_hotSpare == HotSpareType::None)
+    {
+        m_canConfigureHotSpare = m_unitName.empty();
+        return;
+    }
+    m_canConfigureHotSpare = true;
+    const bool global = m_hotSpare == HotSpareType::Global || m_hotSpare == HotSpareType::GlobalUnstated;
+    if (global && m_controller->HasRaid1Unit())
+    {
+        m_hotSpareError = kHotSpareUnsupportedGlobal;
+    }
+}
+
+int CDisk::SetHotSpare(bool enable)
+{
+    return m_controller == nullptr ? 0 : m_controller->SetDiskHotSpare(shared_from_this(), enable);
+}
