@@ -1,6 +1,6 @@
 # Libraries of the distribution, each behind one interface target.
 find_package(Threads REQUIRED)
-find_package(Boost 1.81 EXACT REQUIRED COMPONENTS thread)
+find_package(Boost 1.81.0 EXACT CONFIG REQUIRED COMPONENTS thread)
 
 # Boost headers count as system headers: their warnings are not ours.
 add_library(corvanepi_boost INTERFACE)

@@ -1,4 +1,5 @@
-// Time as the plug-in sees it. Decisions take a time as argument; only owners of a loop or a document hold a clock.
+// Time as the plug-in sees it. Decisions take a time as argument; only owners of a loop or a document hold a
+// clock.
 #pragma once
 
 #include <chrono>

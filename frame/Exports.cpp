@@ -1,5 +1,5 @@
-// The six functions the host calls. Compiled into the shared library itself, not into the frame library: it is the one
-// source of this folder that knows the manager.
+// The six functions the host calls. Compiled into the shared library itself, not into the frame library: it
+// is the one source of this folder that knows the manager.
 #include "frame/HostMessage.h"
 #include "frame/Ipc.h"
 #include "manager/Corvane.h"
@@ -33,7 +33,8 @@ constexpr std::size_t kIncomingLength = kIncomingHeader + offsetof(HostMessage, 
 constexpr std::size_t kIncomingData = kIncomingHeader + offsetof(HostMessage, data);
 constexpr std::size_t kIncomingSource = kIncomingHeader + offsetof(HostMessage, source);
 constexpr std::size_t kIncomingCategory = kIncomingHeader + offsetof(HostMessage, category);
-static_assert(kIncomingLength == 16 && kIncomingData == 24 && kIncomingSource == 32 && kIncomingCategory == 48);
+static_assert(kIncomingLength == 16 && kIncomingData == 24 && kIncomingSource == 32 &&
+              kIncomingCategory == 48);
 constexpr std::size_t kWriteReplyBufferKept = 28;
 
 constexpr std::size_t kIoctlCode = 8;
@@ -62,98 +63,101 @@ void Put(void* record, std::size_t offset, T value)
 
 extern "C"
 {
-[[gnu::visibility("default")]] std::int32_t Load(const void* hostInfo, void* loadRecord);
-[[gnu::visibility("default")]] std::int32_t Open();
-[[gnu::visibility("default")]] std::int32_t Close();
-[[gnu::visibility("default")]] std::int32_t Write(const void* message, void* reply);
-[[gnu::visibility("default")]] std::int32_t IOCTL(const void* request, void* reply);
-[[gnu::visibility("default")]] std::int32_t Unload();
+    [[gnu::visibility("default")]] std::int32_t Load(const void* hostInfo, void* loadRecord);
+    [[gnu::visibility("default")]] std::int32_t Open();
+    [[gnu::visibility("default")]] std::int32_t Close();
+    [[gnu::visibility("default")]] std::int32_t Write(const void* message, void* reply);
+    [[gnu::visibility("default")]] std::int32_t IOCTL(const void* request, void* reply);
+    [[gnu::visibility("default")]] std::int32_t Unload();
 
-std::int32_t Load(const void* hostInfo, void* loadRecord)
-{
-    Put<std::uint64_t>(loadRecord, kLoadPluginId, kPluginId);
-    Put(loadRecord, kLoadWord32, kLoadWord32Value);
-    Put(loadRecord, kLoadWord56, kLoadWord56Value);
-    Put<std::uint8_t>(loadRecord, kLoadFlag96, 1);
-    Put<std::uint8_t>(loadRecord, kLoadFlag99, 1);
-
-    SetHostCallback(Get<HostCallback>(hostInfo, kHostInfoCallback));
-    tq::ipc::InstallSender(kPluginId, SendIpcFrame);
-    g_manager = new CCorvane(SystemEnvironment()); // owned by g_manager until Unload
-    return 0;
-}
-
-std::int32_t Open()
-{
-    if (const CCorvane* manager = g_manager)
+    std::int32_t Load(const void* hostInfo, void* loadRecord)
     {
-        manager->WaitUntilStarted();
-    }
-    return 0;
-}
+        Put<std::uint64_t>(loadRecord, kLoadPluginId, kPluginId);
+        Put(loadRecord, kLoadWord32, kLoadWord32Value);
+        Put(loadRecord, kLoadWord56, kLoadWord56Value);
+        Put<std::uint8_t>(loadRecord, kLoadFlag96, 1);
+        Put<std::uint8_t>(loadRecord, kLoadFlag99, 1);
 
-std::int32_t IOCTL(const void* request, void* reply)
-{
-    CCorvane* manager = g_manager;
-    const auto length = Get<std::uint32_t>(request, kIoctlLength);
-    const auto* data = reinterpret_cast<const void*>(Get<std::uintptr_t>(request, kIoctlData));
-    switch (Get<std::uint32_t>(request, kIoctlCode))
-    {
-    case kIoctlRun:
-        if (manager != nullptr)
-        {
-            manager->Run();
-        }
-        break;
-    case kIoctlConfigUpdate:
-        if (manager != nullptr)
-        {
-            Put<std::uint32_t>(reply, kIoctlReplyResult, manager->PostConfigUpdate(length, data) ? 1 : 0);
-        }
-        break;
-    case kIoctlIpcReply:
-        tq::ipc::HandleIpcReply(data, length);
-        break;
-    default:
-        break;
-    }
-    return 0;
-}
-
-std::int32_t Write(const void* message, void* reply)
-{
-    CCorvane* manager = g_manager;
-    if (manager == nullptr)
-    {
+        SetHostCallback(Get<HostCallback>(hostInfo, kHostInfoCallback));
+        tq::ipc::InstallSender(kPluginId, SendIpcFrame);
+        g_manager = new CCorvane(SystemEnvironment()); // owned by g_manager until Unload
         return 0;
     }
-    if (Get<std::uint64_t>(message, kIncomingSource) != kPluginId)
-    {
-        // The reply is written first: once posted, the buffer may be processed and released at any moment.
-        Put<std::uint32_t>(reply, kWriteReplyBufferKept, 1);
-        manager->PostStatusUpdate(reinterpret_cast<const void*>(Get<std::uintptr_t>(message, kIncomingData)),
-                                  Get<std::int32_t>(message, kIncomingLength));
-    }
-    else if (Get<std::uint64_t>(message, kIncomingCategory) == static_cast<std::uint64_t>(MessageCategory::Heartbeat))
-    {
-        manager->PostWatchdogPing(); // one of our heartbeats, back from the host
-    }
-    return 0;
-}
 
-std::int32_t Close()
-{
-    if (CCorvane* manager = g_manager)
+    std::int32_t Open()
     {
-        manager->Stop();
+        if (const CCorvane* manager = g_manager)
+        {
+            manager->WaitUntilStarted();
+        }
+        return 0;
     }
-    tq::ipc::CloseIpc(true);
-    return 0;
-}
 
-std::int32_t Unload()
-{
-    const std::unique_ptr<CCorvane> manager(g_manager.exchange(nullptr));
-    return 0;
-}
+    std::int32_t IOCTL(const void* request, void* reply)
+    {
+        CCorvane* manager = g_manager;
+        const auto length = Get<std::uint32_t>(request, kIoctlLength);
+        const auto* data = reinterpret_cast<const void*>(Get<std::uintptr_t>(request, kIoctlData));
+        switch (Get<std::uint32_t>(request, kIoctlCode))
+        {
+        case kIoctlRun:
+            if (manager != nullptr)
+            {
+                manager->Run();
+            }
+            break;
+        case kIoctlConfigUpdate:
+            if (manager != nullptr)
+            {
+                Put<std::uint32_t>(reply, kIoctlReplyResult, manager->PostConfigUpdate(length, data) ? 1 : 0);
+            }
+            break;
+        case kIoctlIpcReply:
+            tq::ipc::HandleIpcReply(data, length);
+            break;
+        default:
+            break;
+        }
+        return 0;
+    }
+
+    std::int32_t Write(const void* message, void* reply)
+    {
+        CCorvane* manager = g_manager;
+        if (manager == nullptr)
+        {
+            return 0;
+        }
+        if (Get<std::uint64_t>(message, kIncomingSource) != kPluginId)
+        {
+            // The reply is written first: once posted, the buffer may be processed and released at any
+            // moment.
+            Put<std::uint32_t>(reply, kWriteReplyBufferKept, 1);
+            manager->PostStatusUpdate(
+                reinterpret_cast<const void*>(Get<std::uintptr_t>(message, kIncomingData)),
+                Get<std::int32_t>(message, kIncomingLength));
+        }
+        else if (Get<std::uint64_t>(message, kIncomingCategory) ==
+                 static_cast<std::uint64_t>(MessageCategory::Heartbeat))
+        {
+            manager->PostWatchdogPing(); // one of our heartbeats, back from the host
+        }
+        return 0;
+    }
+
+    std::int32_t Close()
+    {
+        if (CCorvane* manager = g_manager)
+        {
+            manager->Stop();
+        }
+        tq::ipc::CloseIpc(true);
+        return 0;
+    }
+
+    std::int32_t Unload()
+    {
+        const std::unique_ptr<CCorvane> manager(g_manager.exchange(nullptr));
+        return 0;
+    }
 }

@@ -53,7 +53,8 @@ void ReleaseBuffer(const void* data)
 
 bool SendIpcFrame(const void* frame, std::size_t length)
 {
-    return GetHostCallback() != nullptr && SendToHost(MessageCategory::IpcFrameMessage, kTypeNone, frame, length) == 0;
+    return GetHostCallback() != nullptr &&
+           SendToHost(MessageCategory::IpcFrameMessage, kTypeNone, frame, length) == 0;
 }
 
 CBufferRelease::~CBufferRelease()

@@ -36,8 +36,8 @@ static_assert(offsetof(HostMessage, category) == 40);
 static_assert(offsetof(HostMessage, type) == 48);
 static_assert(offsetof(HostMessage, record) == 56);
 
-// The second argument is reserved and always null. The host accepts concurrent calls. The result is 0 for success,
-// except for a log level query, where it is the host's threshold.
+// The second argument is reserved and always null. The host accepts concurrent calls. The result is 0 for
+// success, except for a log level query, where it is the host's threshold.
 using HostCallback = std::int32_t (*)(const HostMessage*, void*);
 
 enum class MessageCategory : std::uint64_t
@@ -63,7 +63,8 @@ HostCallback GetHostCallback();
 // Sends one envelope and returns the host's answer; 0 without a callback.
 std::int32_t SendToHost(MessageCategory category, std::uint64_t type, const void* data, std::size_t length);
 
-// Sends the document printed on one line, as category StatusDocument or ConfigDocument. The host's answer is ignored.
+// Sends the document printed on one line, as category StatusDocument or ConfigDocument. The host's answer is
+// ignored.
 void SendDocument(const CXmlDocument& document, MessageCategory category);
 
 void SendHeartbeat();
@@ -74,8 +75,8 @@ void ReleaseBuffer(const void* data);
 // Sends one process frame; true when the host took it.
 bool SendIpcFrame(const void* frame, std::size_t length);
 
-// Owns the duty to give one host buffer back: it travels inside the posted handler, so the buffer is released when the
-// handler has run, and also when the handler is thrown away unrun. Move-only.
+// Owns the duty to give one host buffer back: it travels inside the posted handler, so the buffer is released
+// when the handler has run, and also when the handler is thrown away unrun. Move-only.
 class CBufferRelease
 {
 public:

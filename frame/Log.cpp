@@ -18,7 +18,8 @@ HostMessage LogEnvelope(std::uint64_t source, std::uint64_t type)
     return message;
 }
 
-std::int32_t SendText(std::uint64_t source, HostCallback callback, LogLevel level, const char* text, int length)
+std::int32_t SendText(std::uint64_t source, HostCallback callback, LogLevel level, const char* text,
+                      int length)
 {
     HostMessage message = LogEnvelope(source, kTypeLogText);
     message.length = static_cast<std::uint32_t>(length);
@@ -30,21 +31,25 @@ std::int32_t SendText(std::uint64_t source, HostCallback callback, LogLevel leve
     std::memcpy(message.record + 8, &wideLevel, sizeof wideLevel);
     return callback(&message, nullptr);
 }
-} // namespace
 
-std::int32_t LogToHostV(std::uint64_t source, HostCallback callback, LogLevel level, const char* format,
-                        std::va_list arguments)
+// Whether the host wants lines of this level now. Its threshold may change at any time, so it is asked for
+// each line.
+bool IsWanted(std::uint64_t source, HostCallback callback, LogLevel level)
 {
     if (callback == nullptr)
     {
-        return 0;
+        return false;
     }
     const HostMessage query = LogEnvelope(source, kTypeLogQuery);
-    if (level < callback(&query, nullptr))
-    {
-        return 0;
-    }
+    return level >= callback(&query, nullptr);
+}
 
+// Kept out of line: a line that is not wanted pays nothing for the buffer.
+[[gnu::noinline, gnu::format(printf, 4, 0)]] std::int32_t FormatAndSend(std::uint64_t source,
+                                                                        HostCallback callback, LogLevel level,
+                                                                        const char* format,
+                                                                        std::va_list arguments)
+{
     std::va_list again;
     va_copy(again, arguments);
     char buffer[kLogBufferSize]; // not cleared: vsnprintf terminates what it writes
@@ -66,6 +71,13 @@ std::int32_t LogToHostV(std::uint64_t source, HostCallback callback, LogLevel le
     }
     va_end(again);
     return result;
+}
+} // namespace
+
+std::int32_t LogToHostV(std::uint64_t source, HostCallback callback, LogLevel level, const char* format,
+                        std::va_list arguments)
+{
+    return IsWanted(source, callback, level) ? FormatAndSend(source, callback, level, format, arguments) : 0;
 }
 
 std::int32_t LogToHost(std::uint64_t source, HostCallback callback, LogLevel level, const char* format, ...)

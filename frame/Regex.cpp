@@ -14,8 +14,9 @@ std::optional<std::vector<std::string>> Run(std::string_view text, const std::st
         boost::cmatch found;
         const char* begin = text.data();
         const char* end = text.data() + text.size();
-        const bool matches = whole ? boost::regex_match(begin, end, found, expression, boost::match_not_dot_newline)
-                                   : boost::regex_search(begin, end, found, expression, boost::match_not_dot_newline);
+        const bool matches =
+            whole ? boost::regex_match(begin, end, found, expression, boost::match_not_dot_newline)
+                  : boost::regex_search(begin, end, found, expression, boost::match_not_dot_newline);
         if (!matches)
         {
             return std::nullopt;

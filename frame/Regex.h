@@ -1,4 +1,5 @@
-// Regular expressions over tool output and settings. The engine does not recurse, so a long line costs time, not stack.
+// Regular expressions over tool output and settings. The engine does not recurse, so a long line costs time,
+// not stack.
 #pragma once
 
 #include <optional>
@@ -6,7 +7,8 @@
 #include <string_view>
 #include <vector>
 
-// "." does not match a line feed. A pattern that does not compile, or a text too complex for the engine, counts as no match.
-// The results hold the whole match first, then the groups (empty text for a group that took no part).
+// "." does not match a line feed. A pattern that does not compile, or a text too complex for the engine,
+// counts as no match. The results hold the whole match first, then the groups (empty text for a group that
+// took no part).
 std::optional<std::vector<std::string>> MatchWhole(std::string_view text, const std::string& pattern);
 std::optional<std::vector<std::string>> SearchFirst(std::string_view text, const std::string& pattern);

@@ -76,7 +76,7 @@ public:
     // TinyXML stops earlier for a reason of its own.
     static const char* Find(const char* text, TiXmlEncoding encoding)
     {
-        if (encoding == TIXML_ENCODING_UNKNOWN && StringEqual(text, kByteOrderMark, false, encoding))
+        if (encoding == TIXML_ENCODING_UNKNOWN && std::string_view(text).starts_with(kByteOrderMark))
         {
             encoding = TIXML_ENCODING_UTF8;
         }
@@ -119,7 +119,8 @@ private:
 
     static const char* SkipEndTag(const char* p, TiXmlEncoding encoding, const std::string& name)
     {
-        if (!StringEqual(p + 2, name.c_str(), false, encoding))
+        if (!StringEqual(p, ("</" + name).c_str(), false,
+                         encoding)) // which asserts that `p` is no empty text
         {
             return nullptr;
         }
@@ -239,57 +240,6 @@ std::string NormaliseLineEnds(const std::string& text)
     }
     return out;
 }
-
-// TinyXML prints "&#x" inside a value as it stands, for a reference that came from the text it read. Such a
-// value would read back as another one, or not at all. With its ampersand written as a reference it passes
-// the printer and reads back.
-void EscapeReferenceStarts(TiXmlNode& node)
-{
-    constexpr std::string_view kStart = "&#x";
-    constexpr std::string_view kEscaped = "&#x26;#x";
-    if (TiXmlElement* element = node.ToElement())
-    {
-        for (TiXmlAttribute* attribute = element->FirstAttribute(); attribute != nullptr;
-             attribute = attribute->Next())
-        {
-            std::string value = attribute->ValueStr();
-            for (auto at = value.find(kStart); at != std::string::npos;
-                 at = value.find(kStart, at + kEscaped.size()))
-            {
-                value.replace(at, kStart.size(), kEscaped);
-            }
-            attribute->SetValue(value);
-        }
-    }
-    for (TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling())
-    {
-        EscapeReferenceStarts(*child);
-    }
-}
-
-std::string PrintTree(const TiXmlDocument& tree, bool compact)
-{
-    TiXmlPrinter printer;
-    if (compact)
-    {
-        printer.SetStreamPrinting();
-    }
-    tree.Accept(&printer);
-    return printer.Str();
-}
-
-// The document itself stays as it is.
-std::string PrintEscaped(const TiXmlDocument& tree, bool compact)
-{
-    std::string text = PrintTree(tree, compact);
-    if (text.find("&#x") != std::string::npos)
-    {
-        TiXmlDocument copy(tree);
-        EscapeReferenceStarts(copy);
-        text = PrintTree(copy, compact);
-    }
-    return text;
-}
 } // namespace
 
 CXmlDocument::CXmlDocument() : m_tree(std::make_unique<TiXmlDocument>()) {}
@@ -395,12 +345,17 @@ void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t valu
 
 std::string PrintCompact(const CXmlDocument& document)
 {
-    return PrintEscaped(document.Tree(), true);
+    TiXmlPrinter printer;
+    printer.SetStreamPrinting();
+    document.Tree().Accept(&printer);
+    return printer.Str();
 }
 
 std::string PrintIndented(const CXmlDocument& document)
 {
-    return PrintEscaped(document.Tree(), false);
+    TiXmlPrinter printer;
+    document.Tree().Accept(&printer);
+    return printer.Str();
 }
 
 std::optional<int> IntAttribute(const TiXmlElement& element, const char* name)

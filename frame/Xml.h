@@ -1,5 +1,5 @@
-// XML documents: TinyXML with a limit on element nesting, an error state of our own, and the two printing forms.
-// All texts are bytes and go through unchanged.
+// XML documents: TinyXML with a limit on element nesting, an error state of our own, and the two printing
+// forms. All texts are bytes and go through unchanged.
 #pragma once
 
 #include <cstdint>
@@ -26,15 +26,16 @@ public:
     CXmlDocument(CXmlDocument&&) noexcept;
     CXmlDocument& operator=(CXmlDocument&&) noexcept;
 
-    // Replaces the tree. False on a syntax error or when elements are nested too deeply; the tree then stands as far as
-    // it was built. Reads up to the first NUL.
+    // Replaces the tree. False on a syntax error or when elements are nested too deeply; the tree then stands
+    // as far as it was built. Reads up to the first NUL.
     bool Parse(const std::string& text);
 
-    // Reads the whole file ("rb", CR LF and CR become LF) and parses it. False when it cannot be read, is empty or does not
-    // parse.
+    // Reads the whole file ("rb", CR LF and CR become LF) and parses it. False when it cannot be read, is
+    // empty or does not parse.
     bool LoadFile(const std::string& name);
 
-    // Prints the tree to the file (mode "w") without any of the care of SaveXmlFile. False when it cannot be written.
+    // Prints the tree to the file (mode "w") without any of the care of SaveXmlFile. False when it cannot be
+    // written.
     [[nodiscard]] bool WriteFile(const std::string& name) const;
 
     [[nodiscard]] TiXmlDocument& Tree() { return *m_tree; }
@@ -73,8 +74,8 @@ std::string PrintCompact(const CXmlDocument& document);
 // Four blanks for each level, a line feed after each line: the form of files.
 std::string PrintIndented(const CXmlDocument& document);
 
-// A decimal integer at the attribute's start ("12abc" is 12, leading blanks allowed, low 32 bits of a larger number); absent
-// when the attribute is missing or begins otherwise.
+// A decimal integer at the attribute's start ("12abc" is 12, leading blanks allowed, low 32 bits of a larger
+// number); absent when the attribute is missing or begins otherwise.
 std::optional<int> IntAttribute(const TiXmlElement& element, const char* name);
 
 // The attribute's text, empty included; absent when the attribute is missing.

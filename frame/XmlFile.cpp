@@ -2,16 +2,18 @@
 
 #include "frame/Xml.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <set>
-#include <unistd.h>
 
 namespace
 {
-// Holds one file name for the length of a scope. Savers of the same file spin: a save is one write, one fsync, one rename.
+// Holds one file name for the length of a scope. Savers of the same file spin: a save is one write, one
+// fsync, one rename.
 class CFileNameLock
 {
 public:

@@ -3,9 +3,10 @@
 #include "frame/Ipc.h"
 #include "frame/Log.h"
 
-#include <cerrno>
 #include <sys/resource.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace
 {

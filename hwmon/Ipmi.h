@@ -1,5 +1,5 @@
-// Sensors of the board's management controller, for boards without a Super I/O chip. The reader is not part of this
-// version: monitoring counts as switched off.
+// Sensors of the board's management controller, for boards without a Super I/O chip. The reader is not part
+// of this version: monitoring counts as switched off.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The motherboard's Super I/O chip: hardware monitor and watchdog. No chip class is part of this version, so detection
-// ends as it does on a board without a supported chip; the manager works against this interface.
+// The motherboard's Super I/O chip: hardware monitor and watchdog. No chip class is part of this version, so
+// detection ends as it does on a board without a supported chip; the manager works against this interface.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,8 @@ struct SuperIoInfo
     std::vector<std::uint8_t> exitSequence;
 };
 
-// One chip. Pings come from the heartbeat thread, everything else from the main loop; each operation has the ports to
-// itself from its first access to its last.
+// One chip. Pings come from the heartbeat thread, everything else from the main loop; each operation has the
+// ports to itself from its first access to its last.
 class CSuperIo
 {
 public:
@@ -35,14 +35,16 @@ public:
     // Identity of the board, matched against the board file.
     virtual void SetMotherboard(const std::string& vendor, const std::string& model) = 0;
 
-    // Reads this board's sensors from the board file and starts monitoring them; false when the board is not in it.
+    // Reads this board's sensors from the board file and starts monitoring them; false when the board is not
+    // in it.
     virtual bool InitHwMonitoring(const CXmlDocument& boardFile) = 0;
 
     // Ends monitoring: the sensor list is emptied.
     virtual void StopHwMonitoring() = 0;
     virtual void PollSensors() = 0;
 
-    // Appends the sensor elements, all of them when `full`, else the changed ones; true when one carries an alarm state.
+    // Appends the sensor elements, all of them when `full`, else the changed ones; true when one carries an
+    // alarm state.
     virtual bool AddSensorElements(TiXmlElement& parent, bool full) = 0;
 
     // Whether the board file allows the watchdog on this board.

@@ -64,7 +64,8 @@ void CCorvane::LoadConfiguration()
     tq::ipc::SetCommandLineLogging(false);
     const Paths& paths = m_environment.paths;
     CXmlDocument description;
-    if (description.LoadFile(paths.systemDescription) || description.LoadFile(paths.systemDescriptionFallback))
+    if (description.LoadFile(paths.systemDescription) ||
+        description.LoadFile(paths.systemDescriptionFallback))
     {
         m_description = ReadSystemDescription(description);
     }
@@ -104,7 +105,8 @@ void CCorvane::ReadConfiguration(const CXmlDocument& document)
         }
     }
     const TiXmlElement* watchdogs = root->FirstChildElement("Watchdogs");
-    if (const TiXmlElement* watchdog = watchdogs != nullptr ? watchdogs->FirstChildElement("Watchdog") : nullptr)
+    if (const TiXmlElement* watchdog =
+            watchdogs != nullptr ? watchdogs->FirstChildElement("Watchdog") : nullptr)
     {
         ReadWatchdogSettings(*watchdog, m_settings);
     }
@@ -196,7 +198,8 @@ void CCorvane::AddWatchdogConfig(TiXmlElement& root)
     watchdog.SetAttribute("Timeout", m_settings.watchdogTimeoutSec);
 }
 
-// From the start of monitoring on present whenever there is a chip, so that a switched-off setting survives the next save.
+// From the start of monitoring on present whenever there is a chip, so that a switched-off setting survives
+// the next save.
 void CCorvane::AddSensorConfig(TiXmlElement& root)
 {
     if (m_superIo == nullptr || !m_sensorsStartTried)
@@ -221,7 +224,8 @@ void CCorvane::SaveConfiguration()
     TiXmlElement& storage = *document.Tree().RootElement()->FirstChildElement("Storage");
     if (m_controller != nullptr)
     {
-        m_controller->AddRaidConfigElements(storage, m_description.raidLevel.has_value(), m_description.layout);
+        m_controller->AddRaidConfigElements(storage, m_description.raidLevel.has_value(),
+                                            m_description.layout);
     }
     for (const auto& disk : m_disks)
     {

@@ -22,16 +22,19 @@ const std::set<std::string> kNoStates;
 
 Environment SystemEnvironment()
 {
-    return {.paths = {},
-            .clock = std::make_shared<CSystemClock>(),
-            .detectSuperIo = DetectSuperIo,
-            .createSuperIo = CreateSuperIo,
-            .lsi = {.version = ExecuteStorcliVersion, .create = CreateLsiController},
-            .adaptec = {.version = ExecuteArcconfVersion, .create = [](bool) { return CreateArcController(); }}};
+    return {
+        .paths = {},
+        .clock = std::make_shared<CSystemClock>(),
+        .detectSuperIo = DetectSuperIo,
+        .createSuperIo = CreateSuperIo,
+        .lsi = {.version = ExecuteStorcliVersion, .create = CreateLsiController},
+        .adaptec = {.version = ExecuteArcconfVersion, .create = [](bool) { return CreateArcController(); }}};
 }
 
 CCorvane::CCorvane(Environment environment)
-    : m_environment(std::move(environment)), m_loops(m_stopped), m_ipmi(m_environment.paths.ipmiFile)
+    : m_environment(std::move(environment)),
+      m_loops(m_stopped),
+      m_ipmi(m_environment.paths.ipmiFile)
 {
     SetUpTimers();
     LoadConfiguration();
@@ -47,18 +50,21 @@ void CCorvane::SetUpTimers()
     m_loops.SetWork(TimerId::Housekeeping, {.period = [] { return kHousekeepingPeriod; },
                                             .beforeRearm = [this] { Housekeeping(); },
                                             .afterRearm = {}});
-    m_loops.SetWork(TimerId::Scan, {.period = [this] { return std::chrono::seconds(m_settings.refreshIntervalMs / 1000); },
-                                    .beforeRearm = [this] { ScanStorage(); },
-                                    .afterRearm = {}});
-    m_loops.SetWork(TimerId::Smart, {.period = [this] { return std::chrono::seconds(m_settings.smartIntervalSec); },
-                                     .beforeRearm = [this] { RefreshAllSmart(); },
-                                     .afterRearm = {}});
+    m_loops.SetWork(TimerId::Scan,
+                    {.period = [this] { return std::chrono::seconds(m_settings.refreshIntervalMs / 1000); },
+                     .beforeRearm = [this] { ScanStorage(); },
+                     .afterRearm = {}});
+    m_loops.SetWork(TimerId::Smart,
+                    {.period = [this] { return std::chrono::seconds(m_settings.smartIntervalSec); },
+                     .beforeRearm = [this] { RefreshAllSmart(); },
+                     .afterRearm = {}});
 }
 
 void CCorvane::Run()
 {
-    // The chip's ports are acquired here, on this thread: port permissions belong to the thread that took them and to the
-    // threads it creates afterwards. The heartbeat thread, which pings the watchdog, is created below.
+    // The chip's ports are acquired here, on this thread: port permissions belong to the thread that took
+    // them and to the threads it creates afterwards. The heartbeat thread, which pings the watchdog, is
+    // created below.
     const SuperIoInfo chip = m_environment.detectSuperIo();
     if (chip.chipId == kNoChipId && m_settings.watchdogEnabled)
     {
@@ -208,18 +214,18 @@ void CCorvane::LogTitle(const char* title) const
 
 void CCorvane::PostDocument(const void* data, std::int64_t length, const char* title, DocumentHandler handler)
 {
-    // Shared only because a handler must be copyable; it is never copied.
-    auto release = std::make_shared<CBufferRelease>(data);
+    // Gives the buffer back when the handler is destroyed, run or unrun; a null buffer that was kept, too.
+    const std::shared_ptr<const void> buffer(data, ReleaseBuffer);
     m_loops.PostMain(
-        [this, length, title, handler, release = std::move(release)]
+        [this, length, title, handler, buffer]
         {
             if (m_stopped)
             {
                 return;
             }
             LogTitle(title);
-            const std::int64_t bytes = release->Data() != nullptr ? std::max<std::int64_t>(length, 0) : 0;
-            (this->*handler)({static_cast<const char*>(release->Data()), static_cast<std::size_t>(bytes)});
+            const std::int64_t bytes = buffer != nullptr ? std::max<std::int64_t>(length, 0) : 0;
+            (this->*handler)({static_cast<const char*>(buffer.get()), static_cast<std::size_t>(bytes)});
         });
 }
 

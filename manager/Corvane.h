@@ -1,6 +1,6 @@
-// The plug-in's one manager: owner of everything and dispatcher of the work. Created by Load, brought to life by Run, ended
-// by Stop, destroyed by Unload. Its sources are split by subject: Corvane.cpp (life and loops), Configuration.cpp,
-// HostRequests.cpp, StatusDocument.cpp, Tools.cpp, StoragePasses.cpp.
+// The plug-in's one manager: owner of everything and dispatcher of the work. Created by Load, brought to life
+// by Run, ended by Stop, destroyed by Unload. Its sources are split by subject: Corvane.cpp (life and loops),
+// Configuration.cpp, HostRequests.cpp, StatusDocument.cpp, Tools.cpp, StoragePasses.cpp.
 #pragma once
 
 #include "frame/HostMessage.h"
@@ -31,9 +31,9 @@ inline constexpr std::uint32_t kFeatureSmartctl = 0x01;
 inline constexpr std::uint32_t kFeatureStorcli = 0x02;
 inline constexpr std::uint32_t kFeatureArcconf = 0x04;
 
-// Public operations say their thread; everything private runs on the main loop (or in Run before the loop starts), one
-// handler at a time, so the members need no lock. Exceptions: m_started, m_stopped and m_watchdogRunning are atomic, and
-// m_superIo is written only while the heartbeat thread does not run.
+// Public operations say their thread; everything private runs on the main loop (or in Run before the loop
+// starts), one handler at a time, so the members need no lock. Exceptions: m_started, m_stopped and
+// m_watchdogRunning are atomic, and m_superIo is written only while the heartbeat thread does not run.
 class CCorvane
 {
 public:
@@ -53,7 +53,8 @@ public:
     // Any thread: blocks until Run has started or Stop was called.
     void WaitUntilStarted() const;
 
-    // Any thread. The document is processed on the main loop and its buffer released afterwards, also when it is dropped.
+    // Any thread. The document is processed on the main loop and its buffer released afterwards, also when it
+    // is dropped.
     void PostStatusUpdate(const void* data, std::int32_t length);
 
     // The same for a configuration change; false, without keeping the buffer, when `length` is 0.
@@ -128,7 +129,7 @@ private:
     Settings m_settings;
     std::uint32_t m_features = 0;
     SelfTestSchedule m_selfTestSchedule;
-    std::int32_t m_lastSensorsRefresh = 0; // seconds since 1970
+    std::int64_t m_lastSensorsRefresh = 0; // seconds since 1970
     std::shared_ptr<CController> m_controller;
     DiskList m_disks; // known disks; never removed, a missing one shows as "Offline"
     std::set<std::string> m_ignoredDevices;
@@ -148,8 +149,8 @@ private:
     bool m_noSuperIoSensors = false;
     CCoreDumpSwitch m_coreDumps; // heartbeat thread only
 
-    // Behind everything its handlers use, so that it is destroyed before that; handlers that never ran give their buffers
-    // back on the way.
+    // Behind everything its handlers use, so that it is destroyed before that; handlers that never ran give
+    // their buffers back on the way.
     CEventLoops m_loops;
     IpmiMonitor m_ipmi;
 };

@@ -2,9 +2,10 @@
 
 #include "frame/Log.h"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <cstdlib>
-#include <dirent.h>
 #include <memory>
 #include <string_view>
 
@@ -35,7 +36,8 @@ std::vector<BayLink> ReadBayLinks(const std::string& directory)
         BayLink link{.path = directory + std::string(name),
                      .device = {},
                      .port = static_cast<std::int32_t>(std::strtol(entry->d_name, nullptr, 10))};
-        const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(link.path.c_str(), nullptr), std::free);
+        const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(link.path.c_str(), nullptr),
+                                                                   std::free);
         if (resolved != nullptr)
         {
             link.device = resolved.get();
@@ -87,7 +89,8 @@ void AssignSystemSlots(const DiskList& disks, const std::map<std::string, std::i
             ordered.emplace_back(order->second, disk.get());
         }
     }
-    std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::stable_sort(ordered.begin(), ordered.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
     std::int32_t number = 0;
     for (const auto& [order, disk] : ordered)
     {
@@ -99,7 +102,8 @@ void AssociateDiskDrives(const DiskList& disks, const SystemInfo& info)
 {
     for (const auto& disk : disks)
     {
-        const auto mounts = info.mountPoints.find(disk->IsControllerAttached() ? disk->m_unitName : disk->m_serialNumber);
+        const auto mounts =
+            info.mountPoints.find(disk->IsControllerAttached() ? disk->m_unitName : disk->m_serialNumber);
         disk->m_drives = mounts != info.mountPoints.end() ? mounts->second : std::set<std::string>{};
     }
 }

@@ -34,7 +34,8 @@ struct Environment
     Paths paths;
     std::shared_ptr<const CClock> clock;
     std::function<SuperIoInfo()> detectSuperIo;
-    std::function<std::unique_ptr<CSuperIo>(const std::string& motherboardVendor, const SuperIoInfo&)> createSuperIo;
+    std::function<std::unique_ptr<CSuperIo>(const std::string& motherboardVendor, const SuperIoInfo&)>
+        createSuperIo;
     ControllerKind lsi;
     ControllerKind adaptec;
 };

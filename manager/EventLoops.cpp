@@ -26,7 +26,8 @@ struct CEventLoops::Loops
     explicit Loops(const std::atomic<bool>& stopped)
         : timers{SteadyTimer{heartbeat, Number(TimerId::Heartbeat), stopped},
                  SteadyTimer{main, Number(TimerId::Housekeeping), stopped},
-                 SteadyTimer{main, Number(TimerId::Scan), stopped}, SteadyTimer{main, Number(TimerId::Smart), stopped}}
+                 SteadyTimer{main, Number(TimerId::Scan), stopped},
+                 SteadyTimer{main, Number(TimerId::Smart), stopped}}
     {
     }
 
@@ -38,6 +39,7 @@ struct CEventLoops::Loops
     WorkGuard heartbeatGuard{heartbeat.get_executor()}; // reset on the heartbeat loop
     std::array<SteadyTimer, 4> timers;
     boost::thread_group threads;
+    std::exception_ptr heartbeatError; // written by the heartbeat thread, read once it has been joined
 };
 
 CEventLoops::CEventLoops(const std::atomic<bool>& stopped) : m_loops(std::make_unique<Loops>(stopped)) {}
@@ -68,9 +70,9 @@ void CEventLoops::StartHeartbeatThread()
             }
             catch (...)
             {
-                // Carried to the main loop, which it leaves as it would have left this one.
-                boost::asio::post(loops->main,
-                                  [error = std::current_exception()] { std::rethrow_exception(error); });
+                // A failed plug-in keeps no order any more: the main loop ends and throws this on.
+                loops->heartbeatError = std::current_exception();
+                loops->main.stop();
             }
         });
 }
@@ -83,11 +85,15 @@ void CEventLoops::RunMain()
     }
     catch (...)
     {
-        m_loops->heartbeat.stop(); // a failed plug-in: no order is kept any more, only the thread must end
+        m_loops->heartbeat.stop(); // only the thread must end
         m_loops->threads.join_all();
         throw;
     }
     m_loops->threads.join_all();
+    if (m_loops->heartbeatError)
+    {
+        std::rethrow_exception(m_loops->heartbeatError);
+    }
 }
 
 void CEventLoops::PostMain(std::function<void()> work)

@@ -1,9 +1,10 @@
 // The two event loops and their four timers: who runs on which thread, and how everything ends.
 //
-// The main loop runs on the thread that calls RunMain, the heartbeat loop on the plug-in's one thread of its own. Stopping
-// never cancels a timer from outside and never stops a context, because a handler that is re-arming its timer at that moment
-// would lose the cancellation, and a stopped context runs no more handlers. Instead each loop gets a handler that cancels its
-// own timers and lets go of the work guard: the aborted timers log their line, and the loop runs out of work.
+// The main loop runs on the thread that calls RunMain, the heartbeat loop on the plug-in's one thread of its
+// own. Stopping never cancels a timer from outside and never stops a context, because a handler that is
+// re-arming its timer at that moment would lose the cancellation, and a stopped context runs no more
+// handlers. Instead each loop gets a handler that cancels its own timers and lets go of the work guard: the
+// aborted timers log their line, and the loop runs out of work.
 #pragma once
 
 #include "manager/RepeatingTimer.h"
@@ -40,8 +41,8 @@ public:
 
     void StartHeartbeatThread();
 
-    // Runs the main loop on the calling thread until Stop, then joins the heartbeat thread. What a handler of either loop
-    // throws leaves here, after the heartbeat thread has ended.
+    // Runs the main loop on the calling thread until Stop, then joins the heartbeat thread. What a handler of
+    // either loop throws leaves here, after the heartbeat thread has ended.
     void RunMain();
 
     // Any thread. Handlers posted after Stop may never run.

@@ -22,8 +22,9 @@ bool IsOurs(const TiXmlElement& element)
 
 std::shared_ptr<CDisk> CCorvane::FindDisk(const std::string& name) const
 {
-    const auto found = std::find_if(m_disks.begin(), m_disks.end(),
-                                    [&name](const std::shared_ptr<CDisk>& disk) { return disk->m_name == name; });
+    const auto found =
+        std::find_if(m_disks.begin(), m_disks.end(),
+                     [&name](const std::shared_ptr<CDisk>& disk) { return disk->m_name == name; });
     return found != m_disks.end() ? *found : nullptr;
 }
 
@@ -58,7 +59,7 @@ void CCorvane::AcceptSensorRefresh(const TiXmlElement& root)
     }
     if (accepted)
     {
-        m_lastSensorsRefresh = static_cast<std::int32_t>(now);
+        m_lastSensorsRefresh = now;
         m_sensorsRefreshRequested = true;
     }
 }
@@ -162,7 +163,8 @@ void CCorvane::ApplyStorageChange(const TiXmlElement& storage)
 bool CCorvane::ApplyRefresh(const TiXmlElement& first)
 {
     bool changed = false;
-    for (const TiXmlElement* refresh = &first; refresh != nullptr; refresh = refresh->NextSiblingElement("Refresh"))
+    for (const TiXmlElement* refresh = &first; refresh != nullptr;
+         refresh = refresh->NextSiblingElement("Refresh"))
     {
         if (!Contains(ToLower(TextAttribute(*refresh, "Controllers").value_or("")), "all") || m_refreshing)
         {

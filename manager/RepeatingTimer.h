@@ -16,14 +16,17 @@ struct TimerWork
     std::function<void()> afterRearm; // may be empty
 };
 
-// A timer that is armed again after its work, so its period is the pause between two runs. It ends, with one debug line, when
-// it completes with an error (cancellation included) or after the stop flag has been set. `Timer`: a waitable timer of Asio.
+// A timer that is armed again after its work, so its period is the pause between two runs. It ends, with one
+// debug line, when it completes with an error (cancellation included) or after the stop flag has been set.
+// `Timer`: a waitable timer of Asio.
 template <typename Timer>
 class CRepeatingTimer
 {
 public:
     CRepeatingTimer(boost::asio::io_context& context, int number, const std::atomic<bool>& stopped)
-        : m_timer(context), m_number(number), m_stopped(stopped)
+        : m_timer(context),
+          m_number(number),
+          m_stopped(stopped)
     {
     }
 
@@ -46,8 +49,8 @@ private:
         if (error)
         {
             Log(LogDebug,
-                "CORVANEPI: Will not reschedule %d timer. m_stopped=%s, error_code=%d, error_description=%s", m_number,
-                stopped ? "true" : "false", error.value(), error.message().c_str());
+                "CORVANEPI: Will not reschedule %d timer. m_stopped=%s, error_code=%d, error_description=%s",
+                m_number, stopped ? "true" : "false", error.value(), error.message().c_str());
             return;
         }
         if (stopped)

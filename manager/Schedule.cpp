@@ -50,7 +50,8 @@ bool ReadSelfTestSchedule(const TiXmlElement* first, SelfTestSchedule& schedule)
 
 std::optional<int> DueTest(const SelfTestSchedule& schedule, const std::tm& local, std::uint32_t windowSec)
 {
-    const auto secondsOfDay = static_cast<std::uint32_t>(local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec);
+    const auto secondsOfDay =
+        static_cast<std::uint32_t>(local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec);
     for (const int test : {kShortTest, kLongTest})
     {
         const auto entry = schedule.find(test);

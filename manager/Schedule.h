@@ -24,8 +24,8 @@ using SelfTestSchedule = std::map<int, ScheduleEntry>;
 // Every day at 01:00 the short test, the long test never.
 SelfTestSchedule DefaultSchedule();
 
-// Applies the "SelfTestSchedule" element `first` (may be null) and its siblings of that name; true when an entry is new or
-// differs. A day with a long test has no short test.
+// Applies the "SelfTestSchedule" element `first` (may be null) and its siblings of that name; true when an
+// entry is new or differs. A day with a long test has no short test.
 bool ReadSelfTestSchedule(const TiXmlElement* first, SelfTestSchedule& schedule);
 
 // The test whose start lies less than `windowSec` seconds back on this day, the short one first.

@@ -22,7 +22,8 @@ void ReadSwitch(const TiXmlElement& element, bool& value)
 void ReadStorageSettings(const TiXmlElement& storage, Settings& settings)
 {
     const int refresh = IntAttribute(storage, "RefreshIntervalSec").value_or(0);
-    if (refresh > 0 && static_cast<std::uint32_t>(refresh) <= std::numeric_limits<std::uint32_t>::max() / kMsPerSec)
+    if (refresh > 0 &&
+        static_cast<std::uint32_t>(refresh) <= std::numeric_limits<std::uint32_t>::max() / kMsPerSec)
     {
         settings.refreshIntervalMs = static_cast<std::uint32_t>(refresh) * kMsPerSec;
     }

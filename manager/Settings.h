@@ -24,8 +24,8 @@ struct Settings
     bool sensorsEnabled = true;
 };
 
-// Applies the attributes of the "Storage", "Watchdog" and "Sensors" elements. Values out of range are ignored, or replaced
-// with a log line (watchdog time-out).
+// Applies the attributes of the "Storage", "Watchdog" and "Sensors" elements. Values out of range are
+// ignored, or replaced with a log line (watchdog time-out).
 void ReadStorageSettings(const TiXmlElement& storage, Settings& settings);
 void ReadWatchdogSettings(const TiXmlElement& watchdog, Settings& settings);
 void ReadSensorSettings(const TiXmlElement& sensors, Settings& settings);

@@ -48,7 +48,10 @@ void CCorvane::DetectStorageHardware()
     }
     Log(LogInfo, "DetectStorageHardware calling UpdateStorage");
     UpdateStorage(true);
-    Housekeeping();
+    if (!m_stopped)
+    {
+        Housekeeping();
+    }
 }
 
 void CCorvane::ScanStorage()
@@ -109,10 +112,6 @@ void CCorvane::ScanDisks(bool thorough, DiskList& scanned, bool& scanFailed)
                                    .knownDisks = m_disks,
                                    .ignoredDevices = m_ignoredDevices};
     scanFailed = !ScanSmartctlDisks(context, scanned, thorough);
-    for (const auto& disk : m_disks)
-    {
-        disk->m_pollError = scanFailed && disk->m_source == DiskSource::Smartctl;
-    }
 }
 
 int CCorvane::MergeScan(const DiskList& scanned, bool scanFailed)
@@ -128,8 +127,8 @@ int CCorvane::MergeScan(const DiskList& scanned, bool scanFailed)
     before.reserve(m_disks.size());
     for (const auto& disk : m_disks)
     {
-        before.push_back({disk, disk->m_unitName, disk->m_missedScans,
-                          scanFailed && disk->m_source == DiskSource::Smartctl});
+        disk->m_pollError = scanFailed && disk->m_source == DiskSource::Smartctl;
+        before.push_back({disk, disk->m_unitName, disk->m_missedScans, disk->m_pollError});
     }
 
     int changes = MergeDisks(scanned, m_disks);
@@ -276,7 +275,8 @@ void CCorvane::CheckRaidPrep()
 void CCorvane::CheckSelfTestSchedule(bool full)
 {
     const std::int64_t now = m_environment.clock->UtcSeconds();
-    const auto execute = [this, now](int command) { m_selfTests.ExecuteCommand(command, m_disks, now, m_smartConfig); };
+    const auto execute = [this, now](int command)
+    { m_selfTests.ExecuteCommand(command, m_disks, now, m_smartConfig); };
     const auto report = static_cast<int>(SelfTestCommand::InternalReport);
     if (full)
     {
@@ -326,8 +326,8 @@ void CCorvane::WriteHealthLog(const std::tm& local) const
         Log(LogInfo, "| %s | %s | %s | %s | %s |", "Time", "Device", "SMART ID", "Value", "Threshold");
         for (const auto& [id, attribute] : disk->m_attributes)
         {
-            Log(LogInfo, "| %s | %s | %03d | %03d | %03d |", time, name, id, static_cast<int>(attribute.currentValue),
-                static_cast<int>(attribute.thresholdValue));
+            Log(LogInfo, "| %s | %s | %03d | %03d | %03d |", time, name, id,
+                static_cast<int>(attribute.currentValue), static_cast<int>(attribute.thresholdValue));
         }
     }
 }

@@ -17,7 +17,8 @@ const char* FoundText(bool found)
     return found ? "found - enabling" : "missing - disabling";
 }
 
-void AddLibrary(TiXmlElement& module, const std::string& name, const std::string& file, const std::string& version)
+void AddLibrary(TiXmlElement& module, const std::string& name, const std::string& file,
+                const std::string& version)
 {
     TiXmlElement& library = AddChild(module, "Library");
     library.SetAttribute("Name", name);

@@ -44,10 +44,12 @@ public:
     // The disks behind the controller, built afresh.
     virtual DiskList RefreshDisks() = 0;
 
-    // The controller's own status element and those of its units, in order; only what has changed unless `force`.
+    // The controller's own status element and those of its units, in order; only what has changed unless
+    // `force`.
     virtual std::vector<std::unique_ptr<TiXmlElement>> CreateAlarmElements(bool force) = 0;
 
-    // Elements of the configuration document: controller, preparation candidate (when the array level is known), units.
+    // Elements of the configuration document: controller, preparation candidate (when the array level is
+    // known), units.
     virtual void AddRaidConfigElements(TiXmlElement& storage, bool levelKnown,
                                        const std::optional<ChassisLayout>& layout) = 0;
 

@@ -15,7 +15,7 @@ ToolVersion ExecuteArcconfVersion();
 ToolVersion ParseStorcliVersion(const std::string& output);
 ToolVersion ParseArcconfVersion(const std::string& output);
 
-// A fresh controller object; null, because no controller class is part of this version: the appliance then behaves as one
-// with the tool but without a card.
+// A fresh controller object; null, because no controller class is part of this version: the appliance then
+// behaves as one with the tool but without a card.
 std::shared_ptr<CController> CreateLsiController(bool qSeries);
 std::shared_ptr<CController> CreateArcController();

@@ -16,7 +16,8 @@ constexpr ThresholdRange kNvmeRange{.min = 5, .max = 75};
 
 bool ContainsAny(const std::string& text, std::initializer_list<const char*> words)
 {
-    return std::any_of(words.begin(), words.end(), [&text](const char* word) { return Contains(text, word); });
+    return std::any_of(words.begin(), words.end(),
+                       [&text](const char* word) { return Contains(text, word); });
 }
 
 SmartctlDiskInfo ReportWithRetries(const std::string& name)

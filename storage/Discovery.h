@@ -12,9 +12,10 @@ struct DiscoveryContext
 {
     const std::map<std::string, bool>& removableDevices; // by device path
     const DiskList& knownDisks;                          // to tell known from new
-    std::set<std::string>& ignoredDevices; // device names rejected once; they stay ignored as long as the manager lives
+    std::set<std::string>& ignoredDevices; // names rejected once; stay ignored while the manager lives
 };
 
-// Scans and merges what was found into `disks`. A full scan asks every device for its report and accepts new ones; a quick
-// one only confirms known names. False, with `disks` unchanged, when the scan command failed. Blocks while smartctl runs.
+// Scans and merges what was found into `disks`. A full scan asks every device for its report and accepts new
+// ones; a quick one only confirms known names. False, with `disks` unchanged, when the scan command failed.
+// Blocks while smartctl runs.
 bool ScanSmartctlDisks(const DiscoveryContext& context, DiskList& disks, bool full);

@@ -77,7 +77,8 @@ CDisk::CDisk(std::string name)
 
 bool CDisk::IsControllerAttached() const
 {
-    return m_controller != nullptr || !m_controllerName.empty() || !m_unitName.empty() || !m_otherName.empty();
+    return m_controller != nullptr || !m_controllerName.empty() || !m_unitName.empty() ||
+           !m_otherName.empty();
 }
 
 std::unique_ptr<TiXmlElement> CDisk::CreateXmlElement() const
@@ -260,7 +261,8 @@ bool CDisk::IsRaidBgRunning() const
     {
         return false;
     }
-    Log(LogDebug, "IsRaidBgRunning(): disk %s in vol %s busy - %s", m_name.c_str(), m_unitName.c_str(), task.c_str());
+    Log(LogDebug, "IsRaidBgRunning(): disk %s in vol %s busy - %s", m_name.c_str(), m_unitName.c_str(),
+        task.c_str());
     return true;
 }
 

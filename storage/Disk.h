@@ -22,7 +22,8 @@ namespace tq::corvanepi
 class SelfTestManager;
 }
 
-// Which path created the disk. A disk restored from the configuration is taken over by the first path that finds it.
+// Which path created the disk. A disk restored from the configuration is taken over by the first path that
+// finds it.
 enum class DiskSource : std::uint32_t
 {
     Config = 0,
@@ -121,7 +122,8 @@ public:
     // Reads the "Thresholds" of a "Disk" element; true when the range changed.
     bool ReadThresholds(const TiXmlElement& element);
 
-    // With a range: stores it, true when it is another one. Without: stores the default range if there is none yet.
+    // With a range: stores it, true when it is another one. Without: stores the default range if there is
+    // none yet.
     bool SetUserRange(const std::optional<ThresholdRange>& range);
 
     // "Attribute" element, null for id 0 and for the current values 254 and 255, which carry no reading.
@@ -138,13 +140,15 @@ public:
     // 0 without a controller, else the controller's answer.
     int SetHotSpare(bool enable);
 
-    // Reads the disk's SMART data anew and re-evaluates its warnings. Blocks while smartctl runs, up to ten times.
+    // Reads the disk's SMART data anew and re-evaluates its warnings. Blocks while smartctl runs, up to ten
+    // times.
     void RefreshSmart(const DiskContext& context);
 
     // Raises and clears the warnings; true when their number changed.
     bool EvaluateWarnings(const DiskContext& context);
 
-    // The disk's entry of the status document; null when nothing changed since the last one. `force`: with alarm state.
+    // The disk's entry of the status document; null when nothing changed since the last one. `force`: with
+    // alarm state.
     std::unique_ptr<TiXmlElement> CreateStatusElement(bool force, const DiskContext& context);
 
     void UpdateAttribute(const SmartAttribute& attribute);

@@ -1,4 +1,5 @@
-// What a disk needs of the RAID controller it hangs on. All questions are asked with the disk's name; main loop only.
+// What a disk needs of the RAID controller it hangs on. All questions are asked with the disk's name; main
+// loop only.
 #pragma once
 
 #include <cstdint>
@@ -29,10 +30,11 @@ public:
     [[nodiscard]] virtual std::string GetDiskDid(const std::string& diskName) const = 0;
 
     // Degrees Celsius.
-    [[nodiscard]] virtual std::optional<std::int32_t> GetDiskTemperature(const std::string& diskName) const = 0;
+    [[nodiscard]] virtual std::optional<std::int32_t>
+    GetDiskTemperature(const std::string& diskName) const = 0;
 
-    [[nodiscard]] virtual std::map<std::int32_t, SmartAttribute> GetDiskSmartAttributes(
-        const std::string& diskName) const = 0;
+    [[nodiscard]] virtual std::map<std::int32_t, SmartAttribute>
+    GetDiskSmartAttributes(const std::string& diskName) const = 0;
 
     [[nodiscard]] virtual bool HasRaid1Unit() const = 0;
     [[nodiscard]] virtual bool HasRaid56Unit() const = 0;
@@ -40,6 +42,7 @@ public:
     // The background activity of one RAID unit, empty when it is idle or unknown.
     [[nodiscard]] virtual std::string GetUnitTaskText(const std::string& unitName) const = 0;
 
-    // Makes the disk a hot spare or releases it; records its result code in the disk and returns whether something changed.
+    // Makes the disk a hot spare or releases it; records its result code in the disk and returns whether
+    // something changed.
     virtual int SetDiskHotSpare(const std::shared_ptr<CDisk>& disk, bool enable) = 0;
 };

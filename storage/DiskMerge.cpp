@@ -12,7 +12,8 @@ int MergeDisks(const DiskList& scanned, DiskList& known)
     int changes = 0;
     for (const auto& found : scanned)
     {
-        const auto match = std::find_if(known.begin(), known.end(), [&found](const std::shared_ptr<CDisk>& disk)
+        const auto match = std::find_if(known.begin(), known.end(),
+                                        [&found](const std::shared_ptr<CDisk>& disk)
                                         { return !disk->IsPresent() && disk->Matches(*found); });
         if (match == known.end())
         {

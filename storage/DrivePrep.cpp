@@ -59,7 +59,8 @@ void StartDrivePrep(CDisk& disk)
     {
         return;
     }
-    Log(LogInfo, "DRIVEPREP: starting on disk [%s] serial [%s]", disk.m_name.c_str(), disk.m_serialNumber.c_str());
+    Log(LogInfo, "DRIVEPREP: starting on disk [%s] serial [%s]", disk.m_name.c_str(),
+        disk.m_serialNumber.c_str());
     disk.m_prepStatus = PrepStatus::Prepping;
     disk.SendPrepStatus();
     disk.m_prepJob = tq::ipc::RunCommand(kPrepScript, {"prep", disk.m_serialNumber}, "start disk prep");
@@ -78,7 +79,8 @@ bool CheckDrivePrep(CDisk& disk)
     const std::int32_t code = tq::ipc::ExitCode(disk.m_prepJob->Status());
     if (code == 0)
     {
-        Log(LogInfo, "DRIVEPREP: completed on disk [%s] serial [%s]", disk.m_name.c_str(), disk.m_serialNumber.c_str());
+        Log(LogInfo, "DRIVEPREP: completed on disk [%s] serial [%s]", disk.m_name.c_str(),
+            disk.m_serialNumber.c_str());
         disk.m_prepStatus = PrepStatus::PrepComplete;
     }
     else

@@ -38,7 +38,7 @@ struct Node
 {
     Kind kind = Kind::Null;
     std::uint32_t following = 0; // of a container that is still open: the container around it
-    Piece name;                  // empty in an array
+    Piece name;                  // of no meaning in an array
     union
     {
         bool boolean;
@@ -197,7 +197,7 @@ private:
     {
         Node& node = m_nodes.emplace_back(kind);
         node.following = static_cast<std::uint32_t>(m_nodes.size());
-        node.name = std::exchange(m_name, Piece{});
+        node.name = m_name;
         return node;
     }
 

@@ -21,8 +21,8 @@ void SelfTestManager::SetTimeout(std::int32_t seconds)
     Log(LogWarning, "SELFTEST: set timeout to %d", m_timeoutSec);
 }
 
-void SelfTestManager::ExecuteCommand(std::int32_t /*command*/, const DiskList& /*disks*/, std::int64_t /*nowSec*/,
-                                     const SmartConfig& /*config*/)
+void SelfTestManager::ExecuteCommand(std::int32_t /*command*/, const DiskList& /*disks*/,
+                                     std::int64_t /*nowSec*/, const SmartConfig& /*config*/)
 {
 }
 

@@ -1,5 +1,5 @@
-// Drive self-tests: one record per disk with the last known state. The program that talks to the drives is not part of
-// this version: it is never found, so no command does anything and no record comes into being.
+// Drive self-tests: one record per disk with the last known state. The program that talks to the drives is
+// not part of this version: it is never found, so no command does anything and no record comes into being.
 #pragma once
 
 #include "storage/Disk.h"
@@ -38,7 +38,8 @@ public:
     // Switches self-tests off without asking for the tool.
     void DisableTool() { m_toolAvailable = false; }
 
-    // The longest a short test may run. Values of 3600 or less leave the limit as it is; the result is logged either way.
+    // The longest a short test may run. Values of 3600 or less leave the limit as it is; the result is logged
+    // either way.
     void SetTimeout(std::int32_t seconds);
     [[nodiscard]] std::int32_t Timeout() const { return m_timeoutSec; }
 
@@ -47,7 +48,8 @@ public:
     [[nodiscard]] bool IsToolLogging() const { return m_toolLogging; }
 
     // `command` comes from the host unchecked. Does nothing without the tool or without disks.
-    void ExecuteCommand(std::int32_t command, const DiskList& disks, std::int64_t nowSec, const SmartConfig& config);
+    void ExecuteCommand(std::int32_t command, const DiskList& disks, std::int64_t nowSec,
+                        const SmartConfig& config);
 
     // By disk name; false for a disk without a record.
     [[nodiscard]] bool HasFailed(const std::string& diskName) const;

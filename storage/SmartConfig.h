@@ -8,7 +8,8 @@
 
 class CXmlDocument;
 
-// Failing LBAs of a self-test that are known and do not count, for all drives whose model begins with `model`.
+// Failing LBAs of a self-test that are known and do not count, for all drives whose model begins with
+// `model`.
 struct IgnoreLbaRule
 {
     std::string model; // lower case
@@ -22,5 +23,6 @@ struct SmartConfig
     std::map<std::int32_t, std::int32_t> driveSlots; // SCSI ID -> display order, of this motherboard
 };
 
-// Adds what the document's "SmartConfig" elements hold to `config`. Incomplete entries are skipped; nothing is cleared.
+// Adds what the document's "SmartConfig" elements hold to `config`. Incomplete entries are skipped; nothing
+// is cleared.
 void ReadSmartConfig(const CXmlDocument& document, const std::string& motherboardName, SmartConfig& config);

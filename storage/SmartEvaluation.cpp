@@ -78,8 +78,9 @@ void CDisk::RefreshSmart(const DiskContext& context)
     }
     else
     {
-        const SmartctlTarget target = m_controller != nullptr ? m_controller->GetSmartctlDevice(m_name)
-                                                              : SmartctlTarget{.device = m_name, .deviceType = {}};
+        const SmartctlTarget target = m_controller != nullptr
+                                          ? m_controller->GetSmartctlDevice(m_name)
+                                          : SmartctlTarget{.device = m_name, .deviceType = {}};
         if (target.device.empty() || !RefreshFromSmartctl(target))
         {
             RefreshFromController();
@@ -150,7 +151,8 @@ void CDisk::RefreshFromController()
 
 void CDisk::UpdateAttribute(const SmartAttribute& attribute)
 {
-    const auto [found, inserted] = m_attributes.try_emplace(static_cast<std::int32_t>(attribute.id), attribute);
+    const auto [found, inserted] =
+        m_attributes.try_emplace(static_cast<std::int32_t>(attribute.id), attribute);
     SmartAttribute& own = found->second;
     if (!inserted && (own.currentValue != attribute.currentValue || own.rawValue != attribute.rawValue))
     {
@@ -176,7 +178,8 @@ std::string CDisk::HotSpareWarning() const
     {
         return {};
     }
-    return m_hotSpareError == kHotSpareUnsupportedGlobal ? "unsupported global hotspare" : "hotspare config error";
+    return m_hotSpareError == kHotSpareUnsupportedGlobal ? "unsupported global hotspare"
+                                                         : "hotspare config error";
 }
 
 bool CDisk::EvaluateWarnings(const DiskContext& context)
@@ -195,10 +198,11 @@ bool CDisk::EvaluateWarnings(const DiskContext& context)
         const bool out = value < m_userRange->min || value > m_userRange->max;
         if (SetWarning(kTemperatureAttribute, out, "threshold exceeded", context.now))
         {
-            const std::string text = out ? "outside user-defined range " + std::to_string(m_userRange->min) + "-" +
-                                               std::to_string(m_userRange->max)
+            const std::string text = out ? "outside user-defined range " + std::to_string(m_userRange->min) +
+                                               "-" + std::to_string(m_userRange->max)
                                          : "ok";
-            Log(LogWarning, "%s SMART attr %d (value %d) %s", name, kTemperatureAttribute, value, text.c_str());
+            Log(LogWarning, "%s SMART attr %d (value %d) %s", name, kTemperatureAttribute, value,
+                text.c_str());
         }
     }
     if (m_healthKnown && SetWarning(kWarningHealth, !m_healthPassed, "SMART health flag", context.now))

@@ -1,0 +1,53 @@
+#include "bench/RunningPlugin.h"
+
+#include "frame/Ipc.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+
+namespace bench
+{
+namespace
+{
+constexpr std::string_view kRefresh =
+    R"(<zDVR Delta="1"><Storage ID="3604480"><Refresh Controllers="all"/></Storage></zDVR>)";
+
+std::string MakeDirectory()
+{
+    std::string path = (std::filesystem::temp_directory_path() / "corvanepi-bench-XXXXXX").string();
+    if (mkdtemp(path.data()) == nullptr || chdir(path.c_str()) != 0)
+    {
+        throw std::runtime_error("no temporary directory");
+    }
+    return path;
+}
+} // namespace
+
+CRunningPlugin::CRunningPlugin(Answer answer) : m_directory(MakeDirectory()), m_host(std::move(answer))
+{
+    m_manager = std::make_unique<CCorvane>(SystemEnvironment());
+    m_run = std::thread([this] { m_manager->Run(); });
+    m_manager->WaitUntilStarted();
+    Pass(); // queued behind the start-up work
+}
+
+CRunningPlugin::~CRunningPlugin()
+{
+    m_manager->Stop();
+    tq::ipc::CloseIpc(true);
+    m_run.join();
+    m_manager.reset();
+    std::error_code ignored; // a leftover in the temporary directory is no failure of the measurement
+    std::filesystem::remove_all(m_directory, ignored);
+}
+
+void CRunningPlugin::Pass()
+{
+    m_manager->PostConfigUpdate(static_cast<std::uint32_t>(kRefresh.size()), kRefresh.data());
+    m_host.WaitForReleases(++m_passes);
+}
+} // namespace bench

@@ -1,0 +1,83 @@
+#include "host/LineView.h"
+
+#include "host/PictureText.h"
+#include "host/SafeText.h"
+
+#include <fmt/format.h>
+
+#include <ostream>
+
+namespace host
+{
+namespace
+{
+// What must differ before the table is printed again: who is there and in what health, not temperatures and
+// jobs.
+std::string Essence(const Picture& picture)
+{
+    std::string text;
+    for (const DiskPicture& disk : picture.disks)
+    {
+        text += fmt::format("{}\n{}\n{}\n{}\n{}\n{}\n{}\n", disk.DisplayName(), disk.serial, disk.bay,
+                            disk.attached, disk.unitName, disk.health.alarm, disk.health.message);
+    }
+    text += picture.controller ? picture.controller->name + picture.controller->serial + "\n" : "";
+    for (const VolumePicture& volume : picture.volumes)
+    {
+        text += fmt::format("{}\n{}\n{}\n", volume.name, volume.type, volume.health.alarm);
+    }
+    for (const SensorPicture& sensor : picture.sensors)
+    {
+        text += fmt::format("{} {}\n", sensor.id, sensor.health.alarm);
+    }
+    for (const ModulePicture& module : picture.modules)
+    {
+        text += fmt::format("{} {}\n", module.name, module.libraries.size());
+    }
+    return text;
+}
+} // namespace
+
+const char* LevelWord(int level)
+{
+    if (level >= kLevelError)
+    {
+        return "error";
+    }
+    if (level >= kLevelWarning)
+    {
+        return "warning";
+    }
+    return level >= kLevelInfo ? "info" : "debug";
+}
+
+void CLineView::ShowLine(const ViewLine& line)
+{
+    m_out << fmt::format("{} {:<7} {}{}\n", DateTimeText(line.utcSec), LevelWord(line.level),
+                         line.fromHost ? "host: " : "", SafeText(line.text));
+}
+
+void CLineView::ShowChange(const Picture& picture, const PictureChange& change, std::int64_t utcSec)
+{
+    m_out << fmt::format("{} {:<7} {}\n", DateTimeText(utcSec), "change", DescribeChange(picture, change));
+}
+
+void CLineView::Update(const ViewState& state)
+{
+    if (state.complete)
+    {
+        std::string essence = Essence(state.picture);
+        if (essence != m_shown)
+        {
+            m_shown = std::move(essence);
+            m_out << PictureTable(state.picture);
+        }
+    }
+    m_out.flush();
+}
+
+bool CLineView::IsAlive() const
+{
+    return m_out.good();
+}
+} // namespace host

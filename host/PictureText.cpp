@@ -1,0 +1,242 @@
+#include "host/PictureText.h"
+
+#include "host/SafeText.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace host
+{
+namespace
+{
+constexpr std::size_t kMaxModelColumns = 32;
+constexpr std::size_t kMaxSerialColumns = 24;
+
+std::string HealthText(const HealthPicture& health)
+{
+    const std::string message = SafeText(health.message);
+    if (!health.alarm)
+    {
+        return message;
+    }
+    const std::string since = health.sinceSec != 0 ? " since " + DateTimeText(health.sinceSec) : "";
+    return "ALARM " + message + since;
+}
+
+void AddPart(std::string& text, const std::string& part)
+{
+    if (!part.empty())
+    {
+        text += (text.empty() ? "" : ", ") + part;
+    }
+}
+
+std::string SelfTestPart(const DiskPicture& disk)
+{
+    constexpr int kRunning = 1;
+    if (!disk.selfTestStatus || SelfTestText(*disk.selfTestStatus).empty() || *disk.selfTestStatus == 0)
+    {
+        return {};
+    }
+    std::string text = "self-test " + SelfTestText(*disk.selfTestStatus);
+    if (*disk.selfTestStatus == kRunning && disk.selfTestPercent >= 0)
+    {
+        text += fmt::format(" {}%", disk.selfTestPercent);
+    }
+    return text;
+}
+
+std::size_t Widest(const std::vector<DiskRow>& rows, std::string DiskRow::*member, std::size_t from,
+                   std::size_t to)
+{
+    std::size_t width = from;
+    for (const DiskRow& row : rows)
+    {
+        width = std::max(width, Columns(row.*member));
+    }
+    return std::min(width, to);
+}
+
+void AddDiskTable(std::string& text, const Picture& picture)
+{
+    std::vector<DiskRow> rows;
+    rows.reserve(picture.disks.size());
+    for (const DiskPicture& disk : picture.disks)
+    {
+        rows.push_back(DescribeDisk(disk));
+    }
+    const std::size_t name = Widest(rows, &DiskRow::name, 4, 24);
+    const std::size_t model = Widest(rows, &DiskRow::model, 5, kMaxModelColumns);
+    const std::size_t serial = Widest(rows, &DiskRow::serial, 6, kMaxSerialColumns);
+    text += fmt::format("bay  {} {} {}  temp  state\n", Fit("disk", name), Fit("model", model),
+                        Fit("serial", serial));
+    for (const DiskRow& row : rows)
+    {
+        text += fmt::format("{}  {} {} {}  {}  {}\n", FitRight(row.bay, 3), Fit(row.name, name),
+                            Fit(row.model, model), Fit(row.serial, serial), FitRight(row.temperature, 4),
+                            row.state);
+    }
+}
+
+const char* TestName(int test)
+{
+    return test == 0 ? "short" : "long";
+}
+
+std::string DayText(int days)
+{
+    static constexpr const char* kDays = "SMTWTFS";
+    std::string text;
+    for (int day = 0; day < 7; ++day)
+    {
+        text += (days >> day & 1) != 0 ? kDays[day] : '-';
+    }
+    return text;
+}
+
+void AddSettings(std::string& text, const SettingsPicture& settings)
+{
+    text +=
+        fmt::format("settings: scan every {} s, SMART every {} s, daily log {}", settings.refreshIntervalSec,
+                    settings.smartIntervalSec, SafeText(settings.dailyLogTime));
+    for (const auto& [test, schedule] : settings.schedule)
+    {
+        text += fmt::format(", {} test {} {:02}:{:02}", TestName(test), DayText(schedule.days),
+                            schedule.startSec / 3600, schedule.startSec / 60 % 60);
+    }
+    text += "\n";
+    if (settings.watchdog)
+    {
+        text +=
+            fmt::format("watchdog: {} {}, {} s\n", SafeText(settings.watchdog->source),
+                        settings.watchdog->enabled ? "enabled" : "disabled", settings.watchdog->timeoutSec);
+    }
+}
+
+std::string ValueText(const Picture& picture, const PictureChange& change)
+{
+    const DiskPicture* const disk = picture.FindDisk(change.subject);
+    const auto temperature = disk != nullptr ? disk->Temperature() : std::nullopt;
+    return temperature ? fmt::format(" ({} C)", *temperature) : "";
+}
+} // namespace
+
+DiskRow DescribeDisk(const DiskPicture& disk)
+{
+    DiskRow row;
+    row.bay = disk.bay >= 0 ? std::to_string(disk.bay) : "-";
+    row.name = SafeText(disk.DisplayName());
+    row.model = SafeText(disk.model);
+    row.serial = SafeText(disk.serial);
+    const auto temperature = disk.Temperature();
+    row.temperature = temperature ? fmt::format("{} C", *temperature) : "-";
+    row.alarm = disk.health.alarm;
+    row.attached = disk.attached;
+    row.state = HealthText(disk.health);
+    AddPart(row.state, disk.attached ? "" : "missing");
+    AddPart(row.state, disk.unitName.empty() ? "" : "in " + SafeText(disk.unitName));
+    AddPart(row.state, disk.hotSpare ? "hot spare" : "");
+    AddPart(row.state, disk.prepStatus && *disk.prepStatus != 0 ? PrepText(*disk.prepStatus) : "");
+    AddPart(row.state, SelfTestPart(disk));
+    if (row.state.empty())
+    {
+        row.state = "no report yet";
+    }
+    return row;
+}
+
+std::string DescribeSensor(const SensorPicture& sensor)
+{
+    std::string text = fmt::format("{} {} {}", SafeText(sensor.kind), SafeText(sensor.label), sensor.value);
+    if (sensor.health.alarm)
+    {
+        AddPart(text, HealthText(sensor.health));
+    }
+    return text;
+}
+
+std::string DescribeVolume(const VolumePicture& volume)
+{
+    std::string text =
+        fmt::format("{} {} {} GB", SafeText(volume.name), SafeText(volume.type), volume.sizeGB);
+    AddPart(text, HealthText(volume.health));
+    AddPart(text, volume.prepStatus && *volume.prepStatus != 0 ? PrepText(*volume.prepStatus) : "");
+    return text;
+}
+
+std::string DescribeController(const ControllerPicture& controller)
+{
+    return fmt::format("{} {} firmware {} serial {}, {} drives", SafeText(controller.name),
+                       SafeText(controller.model), SafeText(controller.firmware), SafeText(controller.serial),
+                       controller.drives);
+}
+
+std::string DescribeModules(const Picture& picture)
+{
+    std::string text;
+    for (const ModulePicture& module : picture.modules)
+    {
+        AddPart(text, SafeText(module.name) + " " + SafeText(module.version));
+        for (const LibraryPicture& library : module.libraries)
+        {
+            AddPart(text, SafeText(library.name) + " " + SafeText(library.version));
+        }
+    }
+    return text;
+}
+
+std::string DescribeChange(const Picture& picture, const PictureChange& change)
+{
+    const std::string subject = SafeText(change.subject);
+    const std::string text = SafeText(change.text);
+    switch (change.kind)
+    {
+    case ChangeKind::AlarmRaised:
+    case ChangeKind::AlarmText:
+        return fmt::format("ALARM {}: {}{}", subject, text, ValueText(picture, change));
+    case ChangeKind::AlarmCleared:
+        return fmt::format("alarm cleared {}: {}{}", subject, text, ValueText(picture, change));
+    case ChangeKind::DiskAdded:
+        return fmt::format("disk {}: found {}", subject, text);
+    case ChangeKind::DiskGone:
+        return fmt::format("disk {}: no longer listed", subject);
+    case ChangeKind::DiskMissing:
+        return fmt::format("disk {}: missing", subject);
+    case ChangeKind::DiskBack:
+        return fmt::format("disk {}: back", subject);
+    case ChangeKind::Prep:
+        return fmt::format("preparation {}: {}", subject, text);
+    case ChangeKind::SelfTest:
+        return fmt::format("self-test {}: {}", subject, text);
+    case ChangeKind::Volume:
+        return fmt::format("volume {}: {}", subject, text);
+    }
+    return {};
+}
+
+std::string PictureTable(const Picture& picture)
+{
+    std::string text;
+    AddDiskTable(text, picture);
+    if (picture.controller)
+    {
+        text += "controller: " + DescribeController(*picture.controller) + "\n";
+    }
+    for (const VolumePicture& volume : picture.volumes)
+    {
+        text += "volume: " + DescribeVolume(volume) + "\n";
+    }
+    for (const SensorPicture& sensor : picture.sensors)
+    {
+        text += "sensor: " + DescribeSensor(sensor) + "\n";
+    }
+    text += fmt::format("alarms: {}\n", picture.AlarmCount());
+    text += "modules: " + DescribeModules(picture) + "\n";
+    text += fmt::format("system: {}, BIOS {}, {}\n", SafeText(picture.system.board),
+                        SafeText(picture.system.bios), SafeText(picture.system.operatingSystem));
+    AddSettings(text, picture.settings);
+    return text;
+}
+} // namespace host

@@ -1,0 +1,39 @@
+// The picture as plain text, and the words that all views share.
+#pragma once
+
+#include "host/Picture.h"
+#include "host/PictureMerge.h"
+
+#include <string>
+
+namespace host
+{
+// One row of the disk table; all texts safe.
+struct DiskRow
+{
+    std::string bay;
+    std::string name;
+    std::string model;
+    std::string serial;
+    std::string temperature; // "35 C", "35 C (5-55)" is not in it
+    std::string state;       // alarm or health message, missing, preparation and self-test
+    bool alarm = false;
+    bool attached = true;
+};
+
+DiskRow DescribeDisk(const DiskPicture& disk);
+
+// "Temperature CPU 45", "Voltage Vcore 1012"
+std::string DescribeSensor(const SensorPicture& sensor);
+std::string DescribeVolume(const VolumePicture& volume);
+std::string DescribeController(const ControllerPicture& controller);
+
+// "smartctl 7.4, tqselftest 2.1" of all modules, with the module's own name and version first.
+std::string DescribeModules(const Picture& picture);
+
+// One line for one change, without the time: "ALARM /dev/sdc: threshold exceeded (58 C)".
+std::string DescribeChange(const Picture& picture, const PictureChange& change);
+
+// The whole picture, a few lines for each section, each ending in a line feed.
+std::string PictureTable(const Picture& picture);
+} // namespace host

@@ -1,0 +1,123 @@
+#include "sim/Appliance.h"
+
+#include "sim/Machine.h"
+#include "sim/Verbs.h"
+
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+namespace sim
+{
+namespace
+{
+AppliancePreset PresetOrThrow(const std::string& name)
+{
+    auto preset = MakePreset(name);
+    if (!preset)
+    {
+        throw std::invalid_argument("no appliance preset \"" + name + "\"");
+    }
+    return *std::move(preset);
+}
+
+Scenario BuiltInScenario(const AppliancePreset& preset)
+{
+    std::string error;
+    auto scenario = ParseScenario(preset.scenario, error);
+    if (!scenario)
+    {
+        throw std::logic_error("scenario of preset " + preset.name + ", " + error);
+    }
+    return *std::move(scenario);
+}
+
+// A scenario that names a disk or an attribute this appliance does not have is refused before it starts.
+void CheckScenario(const Machine& machine, const Scenario& scenario)
+{
+    for (const ScenarioEvent& event : scenario.events)
+    {
+        const FoundVerb found = FindVerb(event.words);
+        std::string problem = found.error;
+        if (found.verb != nullptr && found.verb->check != nullptr)
+        {
+            problem = found.verb->check(machine, found.arguments);
+        }
+        if (!problem.empty())
+        {
+            throw std::invalid_argument("line " + std::to_string(event.line) + ": " + problem);
+        }
+    }
+}
+} // namespace
+
+struct CAppliance::State
+{
+    explicit State(AppliancePreset preset) : machine(std::move(preset)) {}
+
+    mutable std::mutex mutex; // guards everything below
+    Machine machine;
+    Scenario scenario;
+    std::size_t nextEvent = 0;
+};
+
+CAppliance::CAppliance(const std::string& preset, std::optional<Scenario> scenario)
+    : m_state(std::make_unique<State>(PresetOrThrow(preset)))
+{
+    m_state->scenario = scenario ? *std::move(scenario) : BuiltInScenario(m_state->machine.preset);
+    CheckScenario(m_state->machine, m_state->scenario);
+}
+
+CAppliance::~CAppliance() = default;
+
+ProgramRun CAppliance::Run(const std::vector<std::string>& argv, SimTime now)
+{
+    const std::lock_guard lock(m_state->mutex);
+    return RunProgram(m_state->machine, argv, now);
+}
+
+std::vector<std::string> CAppliance::Advance(SimTime now)
+{
+    const std::lock_guard lock(m_state->mutex);
+    const auto& events = m_state->scenario.events;
+    std::vector<std::string> lines;
+    while (m_state->nextEvent < events.size() && events[m_state->nextEvent].at <= now &&
+           !m_state->machine.isOver)
+    {
+        const ScenarioEvent& event = events[m_state->nextEvent++];
+        const FoundVerb found = FindVerb(event.words);
+        // At its own time, not `now`: the outcome must not depend on how often the host calls.
+        found.verb->apply(m_state->machine, found.arguments, event.at);
+        lines.push_back(event.text);
+    }
+    return lines;
+}
+
+bool CAppliance::ReturnsHeartbeats() const
+{
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->machine.returnsHeartbeats;
+}
+
+bool CAppliance::IsOver() const
+{
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->machine.isOver;
+}
+
+std::vector<std::string> CAppliance::TakeRequests()
+{
+    const std::lock_guard lock(m_state->mutex);
+    return std::exchange(m_state->machine.requests, {});
+}
+
+std::map<std::string, std::string> CAppliance::Files() const
+{
+    return m_state->machine.preset.files;
+}
+
+std::vector<std::string> CAppliance::PresetNames()
+{
+    return ListPresets();
+}
+} // namespace sim

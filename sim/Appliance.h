@@ -1,0 +1,64 @@
+// The simulated appliance: a machine that nobody has on the desk. It answers the tools' command lines with
+// texts in the form of the real tools' and changes with time as its scenario says. It knows nothing of the
+// plug-in.
+#pragma once
+
+#include "sim/Scenario.h"
+#include "sim/SimTime.h"
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sim
+{
+// What became of one program. The launcher delivers the output and the end when `duration` has passed.
+struct ProgramRun
+{
+    int startError = 0; // errno of a program that cannot be started; everything else is then unused
+    std::string standardOutput;
+    std::string standardError;
+    int waitStatus = 0; // as waitpid reports it
+    std::chrono::milliseconds duration{0};
+};
+
+struct AppliancePreset;
+
+class CAppliance
+{
+public:
+    // `preset` is a name of PresetNames; `scenario` replaces the preset's own when given. Throws
+    // std::invalid_argument on an unknown preset and on a scenario that names what this appliance does not
+    // have.
+    CAppliance(const std::string& preset, std::optional<Scenario> scenario);
+    ~CAppliance();
+
+    // Runs a program as the appliance would at `now`. Thread-safe.
+    ProgramRun Run(const std::vector<std::string>& argv, SimTime now);
+
+    // Applies the scenario lines due by `now`; gives one readable line for each, in order. Thread-safe.
+    std::vector<std::string> Advance(SimTime now);
+
+    // Whether the host returns heartbeats to the plug-in at this moment.
+    [[nodiscard]] bool ReturnsHeartbeats() const;
+
+    // Whether the scenario has said "end". Lines after it are not applied. Thread-safe.
+    [[nodiscard]] bool IsOver() const;
+
+    // What the scenario asked the host to ask of the plug-in since the last call, in order: "refresh" is the
+    // storage hardware refresh. Thread-safe.
+    std::vector<std::string> TakeRequests();
+
+    // Files the appliance has in the working directory, by relative name.
+    [[nodiscard]] std::map<std::string, std::string> Files() const;
+
+    static std::vector<std::string> PresetNames();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+} // namespace sim

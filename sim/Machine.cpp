@@ -1,0 +1,26 @@
+#include "sim/Machine.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sim
+{
+Machine::Machine(AppliancePreset built)
+    : preset(std::move(built)),
+      disks(preset.disks.begin(), preset.disks.end())
+{
+}
+
+const CSimDisk* Machine::FindDisk(std::string_view device) const
+{
+    const auto disk =
+        std::find_if(disks.begin(), disks.end(),
+                     [device](const CSimDisk& candidate) { return candidate.Spec().device == device; });
+    return disk == disks.end() ? nullptr : &*disk;
+}
+
+CSimDisk* Machine::FindDisk(std::string_view device)
+{
+    return const_cast<CSimDisk*>(std::as_const(*this).FindDisk(device));
+}
+} // namespace sim

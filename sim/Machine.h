@@ -1,0 +1,30 @@
+// Everything that changes in the simulated appliance. Not locked: the appliance's mutex guards it.
+#pragma once
+
+#include "sim/Presets.h"
+#include "sim/SimDisk.h"
+#include "sim/Tools.h"
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim
+{
+struct Machine
+{
+    explicit Machine(AppliancePreset built);
+
+    // Whether it is plugged or not. Null when the appliance has no such drive.
+    [[nodiscard]] const CSimDisk* FindDisk(std::string_view device) const;
+    CSimDisk* FindDisk(std::string_view device);
+
+    AppliancePreset preset;
+    std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them
+    std::map<std::string, ToolState> tools;
+    std::vector<std::string> requests; // not yet taken by the host
+    bool returnsHeartbeats = true;
+    bool isOver = false;
+};
+} // namespace sim

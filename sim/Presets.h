@@ -1,0 +1,42 @@
+// The appliances that can be simulated, as they are when switched on.
+#pragma once
+
+#include "sim/SimDisk.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sim
+{
+// What the system information script says besides the drives.
+struct BoardSpec
+{
+    std::string vendor;
+    std::string model;
+    std::string firmwareVendor;
+    std::string firmwareVersion;
+    std::string operatingSystem;
+    std::string baseImageVersion;
+    std::string memory;
+    std::string swap;
+    std::vector<std::string> processors;
+};
+
+struct AppliancePreset
+{
+    std::string name;
+    BoardSpec board;
+    std::vector<DiskSpec> disks;
+    std::map<std::string, std::string> files; // in the working directory, by relative name
+    std::string scenario;                     // played when no other is given
+};
+
+// Nothing when there is no preset of this name.
+std::optional<AppliancePreset> MakePreset(const std::string& name);
+std::vector<std::string> ListPresets();
+
+// The presets, one source each.
+AppliancePreset MakePlainPreset();
+} // namespace sim

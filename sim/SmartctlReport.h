@@ -1,0 +1,36 @@
+// The parts of a JSON report of smartctl.
+#pragma once
+
+#include "sim/JsonWriter.h"
+#include "sim/SimDisk.h"
+
+#include <string>
+#include <vector>
+
+namespace sim
+{
+// The part every answer begins with. It leaves the outermost object open.
+struct SmartctlHeader
+{
+    std::vector<std::string> argv;
+    std::vector<std::string> errors;
+    bool namesDatabase = false; // whether the drive database was looked at
+    int exitStatus = 0;
+};
+
+struct SmartctlSections
+{
+    bool identity = false;
+    bool health = false;
+    bool attributes = false;
+};
+
+void WriteHeader(CJsonWriter& json, const SmartctlHeader& header);
+void WriteLocalTime(CJsonWriter& json, SimTime now);
+// The device as an object of its four members: the scan and the report name it alike.
+void WriteDevice(CJsonWriter& json, std::string_view key, const DiskSpec& disk);
+void WriteReport(CJsonWriter& json, const CSimDisk& disk, const SmartctlSections& sections, SimTime now);
+
+// Bits of the exit status that the disk's health gives in these sections.
+int HealthStatusBits(const CSimDisk& disk, const SmartctlSections& sections, SimTime now);
+} // namespace sim

@@ -1,0 +1,67 @@
+#include "sim/SysInfoScript.h"
+
+#include "sim/Machine.h"
+
+#include <string_view>
+
+namespace sim
+{
+namespace
+{
+constexpr std::chrono::milliseconds kDuration{300};
+
+void AddLine(std::string& text, std::string_view key, std::string_view value)
+{
+    text.append(key).append("=").append(value).append("\n");
+}
+
+void AddBoard(std::string& text, const BoardSpec& board)
+{
+    AddLine(text, "motherboard-vendor", board.vendor);
+    AddLine(text, "motherboard-model", board.model);
+    AddLine(text, "firmware-vendor", board.firmwareVendor);
+    AddLine(text, "firmware-version", board.firmwareVersion);
+    AddLine(text, "os", board.operatingSystem);
+    AddLine(text, "baseimage-version", board.baseImageVersion);
+    AddLine(text, "memory", board.memory);
+    AddLine(text, "swap", board.swap);
+    for (const std::string& processor : board.processors)
+    {
+        AddLine(text, "processor", processor);
+    }
+}
+
+// Block devices are disks, not NVMe controllers, so the name of an NVMe drive is its namespace's.
+std::string BlockDeviceName(const DiskSpec& disk)
+{
+    const std::string name = disk.device.substr(std::string_view("/dev/").size());
+    return disk.kind == DiskKind::Nvme ? name + "n1" : name;
+}
+
+void AddDrive(std::string& text, const DiskSpec& disk)
+{
+    AddLine(text, "drive-index", std::to_string(disk.slot));
+    AddLine(text, "drive-name", BlockDeviceName(disk));
+    AddLine(text, "drive-serial", disk.serial);
+    AddLine(text, "drive-partitions", std::to_string(disk.partitions));
+    AddLine(text, "drive-removable", disk.kind == DiskKind::UsbStick ? "1" : "0");
+    AddLine(text, "drive-fspath", disk.mountPath);
+    AddLine(text, "drive-fstype", disk.fileSystem);
+    AddLine(text, "drive-needs-prep", disk.needsPrep ? "1" : "0");
+}
+} // namespace
+
+ToolAnswer AnswerSysInfoScript(const Machine& machine, const std::vector<std::string>&, SimTime)
+{
+    ToolAnswer answer{.standardOutput = {}, .exitCode = 0, .duration = kDuration};
+    AddBoard(answer.standardOutput, machine.preset.board);
+    for (const CSimDisk& disk : machine.disks)
+    {
+        if (disk.IsPresent())
+        {
+            AddDrive(answer.standardOutput, disk.Spec());
+        }
+    }
+    return answer;
+}
+} // namespace sim

@@ -1,0 +1,135 @@
+#include "sim/Tools.h"
+
+#include "sim/Appliance.h"
+#include "sim/Machine.h"
+#include "sim/Smartctl.h"
+#include "sim/SysInfoScript.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+namespace sim
+{
+namespace
+{
+constexpr auto kTools = std::to_array<Tool>({
+    {"smartctl", "./smartctl", &AnswerSmartctl},
+    {"sysinfo", "scripts/sysinfo.sh", &AnswerSysInfoScript},
+});
+
+// An exit code as waitpid reports it.
+int WaitStatus(int exitCode)
+{
+    return exitCode << 8;
+}
+
+bool IsJson(const std::string& output)
+{
+    return output.starts_with('{');
+}
+
+// JSON gets a comma where the first member should stand; a key=value text loses every "=".
+std::string Garble(std::string output)
+{
+    if (IsJson(output))
+    {
+        output.insert(1, "\n  ,");
+    }
+    else
+    {
+        std::replace(output.begin(), output.end(), '=', '\x7F');
+    }
+    return output;
+}
+
+// What a tool has printed when it dies: JSON is printed in one piece at the end, a script prints line by
+// line.
+std::string BeforeDeath(const std::string& output)
+{
+    return IsJson(output) ? "" : output.substr(0, output.rfind('\n', output.size() / 2) + 1);
+}
+
+void ApplyFault(const ToolFault& fault, const std::string& program, ProgramRun& run)
+{
+    switch (fault.kind)
+    {
+    case FaultKind::Hang:
+        run.duration = std::chrono::milliseconds{fault.amount};
+        break;
+    case FaultKind::Slow:
+        run.duration += std::chrono::milliseconds{fault.amount};
+        break;
+    case FaultKind::Fail:
+        run.standardOutput = BeforeDeath(run.standardOutput);
+        run.standardError = program + ": Input/output error\n";
+        run.waitStatus = WaitStatus(static_cast<int>(fault.amount));
+        break;
+    case FaultKind::Cut:
+        run.standardOutput.resize(
+            std::min(run.standardOutput.size(), static_cast<std::size_t>(fault.amount)));
+        run.waitStatus = 0;
+        break;
+    case FaultKind::Garbage:
+        run.standardOutput = Garble(run.standardOutput);
+        run.waitStatus = 0;
+        break;
+    case FaultKind::Missing:
+        run = {};
+        run.startError = ENOENT;
+        break;
+    }
+}
+
+std::optional<ToolFault> TakeFault(ToolState& state)
+{
+    if (state.once.empty())
+    {
+        return state.standing;
+    }
+    const ToolFault fault = state.once.front();
+    state.once.pop_front();
+    return fault;
+}
+} // namespace
+
+const Tool* FindTool(std::string_view name)
+{
+    const auto* tool =
+        std::find_if(kTools.begin(), kTools.end(), [name](const Tool& row) { return row.name == name; });
+    return tool == kTools.end() ? nullptr : tool;
+}
+
+std::string ToolNames()
+{
+    std::string names;
+    for (const Tool& tool : kTools)
+    {
+        names += (names.empty() ? "" : ", ") + std::string(tool.name);
+    }
+    return names;
+}
+
+ProgramRun RunProgram(Machine& machine, const std::vector<std::string>& argv, SimTime now)
+{
+    ProgramRun run;
+    const auto* tool = argv.empty()
+                           ? kTools.end()
+                           : std::find_if(kTools.begin(), kTools.end(),
+                                          [&argv](const Tool& row) { return row.program == argv.front(); });
+    if (tool == kTools.end())
+    {
+        run.startError = ENOENT;
+        return run;
+    }
+    ToolAnswer answer = tool->answer(machine, argv, now);
+    run.standardOutput = std::move(answer.standardOutput);
+    run.waitStatus = WaitStatus(answer.exitCode);
+    run.duration = answer.duration;
+    if (const auto fault = TakeFault(machine.tools[std::string(tool->name)]))
+    {
+        ApplyFault(*fault, argv.front(), run);
+    }
+    return run;
+}
+} // namespace sim
