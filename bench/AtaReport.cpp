@@ -186,7 +186,7 @@ void AddSelfTests(CIndentedJson& json)
             .Text("string", "Completed without error")
             .Flag("passed", true)
             .Close();
-        json.Number("lifetime_hours", 14500 - 24 * test).Close();
+        json.Number("lifetime_hours", 14500 - 24L * test).Close();
     }
     json.Close().Number("count", 19).Number("error_count_total", 0).Close().Close();
 }
@@ -212,7 +212,7 @@ void AddStatistics(CIndentedJson& json)
         for (int entry = 1; entry <= 6; ++entry)
         {
             json.Open("", '{')
-                .Number("offset", 8 * entry)
+                .Number("offset", 8L * entry)
                 .Text("name", "Number of Reported Errors")
                 .Number("size", 4);
             json.Number("value", 1348861990L * entry)
