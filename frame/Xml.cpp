@@ -87,7 +87,7 @@ public:
         {
             if (*p != '<')
             {
-                p = open.empty() ? nullptr : SkipText(p, encoding, false);
+                p = open.empty() ? nullptr : SkipText(p, encoding);
             }
             else if (!open.empty() && p[1] == '/')
             {
@@ -110,11 +110,10 @@ public:
 private:
     // These return what stands behind, null where TinyXML stops with an error.
 
-    static const char* SkipText(const char* p, TiXmlEncoding encoding, bool cdata)
+    // Character data or a CDATA section.
+    static const char* SkipText(const char* p, TiXmlEncoding encoding)
     {
-        TiXmlText text("");
-        text.SetCDATA(cdata);
-        return text.Parse(p, nullptr, encoding);
+        return TiXmlText("").Parse(p, nullptr, encoding);
     }
 
     static const char* SkipEndTag(const char* p, TiXmlEncoding encoding, const std::string& name)
@@ -147,7 +146,7 @@ private:
         }
         if (StringEqual(p, "<![CDATA[", false, encoding))
         {
-            return SkipText(p, encoding, true);
+            return SkipText(p, encoding);
         }
         if (IsAlpha(static_cast<unsigned char>(p[1]), encoding) != 0 || p[1] == '_')
         {

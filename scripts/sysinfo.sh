@@ -125,7 +125,20 @@ list_slots()
     done
 }
 
-# Reads list_slots, then the JSON texts of findmnt and lsblk. JSON strings hold no line feed, so each line can be cut
+# "serial DEVICE TEXT" from the SCSI drives' own pages, for a machine where udev has not read them. A page has a header
+# of four bytes.
+list_serials()
+{
+    local page device
+    for page in "$root"/sys/block/*/device/vpd_pg80; do
+        if [[ -r $page ]]; then
+            device=${page%/device/vpd_pg80}
+            printf 'serial %s %s\n' "${device##*/}" "$(dd if="$page" bs=1 skip=4 2>/dev/null | tr -cd ' -~')"
+        fi
+    done
+}
+
+# Reads list_slots and list_serials, then the JSON texts of findmnt and lsblk. JSON strings hold no line feed, so each line can be cut
 # into tokens for itself. Fails when a text is no JSON or is cut off.
 print_drives()
 {
@@ -321,7 +334,7 @@ print_drives()
             }
         }
 
-        function print_drive(device, in_bay, removable, type, needs_prep) {
+        function print_drive(device, in_bay, removable, serial, type, needs_prep) {
             examine(device)
             in_bay = field[device, "name"] in slot
             removable = !in_bay && (is_set(field[device, "rm"]) || is_set(field[device, "hotplug"]))
@@ -330,8 +343,12 @@ print_drives()
                          field[device, "size"] + 0 > 0 && has_udev_record(device)
             print "drive-index=" (in_bay ? slot[field[device, "name"]] : next_slot++)
             print "drive-name=" field[device, "name"]
-            if (trimmed(field[device, "serial"]) != "") {
-                print "drive-serial=" trimmed(field[device, "serial"])
+            serial = trimmed(field[device, "serial"])
+            if (serial == "") {
+                serial = trimmed(page_serial[field[device, "name"]])
+            }
+            if (serial != "") {
+                print "drive-serial=" serial
             }
             print "drive-partitions=" partitions
             print "drive-removable=" (removable ? 1 : 0)
@@ -359,6 +376,11 @@ print_drives()
             if ($2 >= next_slot) {
                 next_slot = $2 + 1
             }
+            next
+        }
+
+        /^serial / {
+            page_serial[$2] = substr($0, length($2) + 9)
             next
         }
 
@@ -401,7 +423,7 @@ mounts=$("$findmnt" -J -o SOURCE,TARGET) || mounts=
 print_board
 print_machine
 print_installation
-if ! { list_slots; printf '%s\n' "$mounts" "$blocks"; } | print_drives; then
+if ! { list_slots; list_serials; printf '%s\n' "$mounts" "$blocks"; } | print_drives; then
     echo "sysinfo.sh: cannot read the list of drives"
     exit 1
 fi

@@ -4,9 +4,9 @@
 #include <boost/json/src.hpp>
 
 #include <algorithm>
-#include <atomic>
 #include <charconv>
 #include <limits>
+#include <mutex>
 #include <system_error>
 #include <unordered_map>
 #include <utility>
@@ -89,32 +89,38 @@ struct JsonStore
 namespace
 {
 // One store waiting for the next document. Tools are asked one after the other, so one is enough; a second
-// document that lives at the same time gets a store of its own. An atomic pointer and no thread_local: the
-// destructor of such a variable would keep the plug-in's code loaded until the host's thread ends.
+// document that lives at the same time gets a store of its own. Not thread_local: the destructor of such a
+// variable would keep the plug-in's code loaded until the host's thread ends.
 class CSpareStore
 {
 public:
-    CSpareStore() = default;
-    CSpareStore(const CSpareStore&) = delete;
-    CSpareStore& operator=(const CSpareStore&) = delete;
-    ~CSpareStore() { delete m_store.load(); }
-
     std::unique_ptr<JsonStore> Take()
     {
-        std::unique_ptr<JsonStore> store(m_store.exchange(nullptr));
-        return store ? std::move(store) : std::make_unique<JsonStore>();
+        std::unique_ptr<JsonStore> store;
+        {
+            const std::lock_guard lock(m_mutex);
+            store.swap(m_store);
+        }
+        if (!store)
+        {
+            store = std::make_unique<JsonStore>();
+        }
+        return store;
     }
 
-    void Give(std::unique_ptr<JsonStore> store)
+    // Takes the store, or leaves it with its owner when it is too large to keep.
+    void Give(std::unique_ptr<JsonStore>& store)
     {
         if (store && store->capacity <= 2 * kLargestKeptText + 1)
         {
-            delete m_store.exchange(store.release());
+            const std::lock_guard lock(m_mutex);
+            m_store = std::move(store);
         }
     }
 
 private:
-    std::atomic<JsonStore*> m_store{nullptr};
+    std::mutex m_mutex;
+    std::unique_ptr<JsonStore> m_store;
 };
 
 CSpareStore& SpareStore()
@@ -129,6 +135,7 @@ CSpareStore& SpareStore()
 class CNodeBuilder
 {
 public:
+    // The library asks for these names. NOLINTBEGIN(readability-identifier-naming)
     static constexpr std::size_t max_object_size = std::numeric_limits<std::size_t>::max();
     static constexpr std::size_t max_array_size = std::numeric_limits<std::size_t>::max();
     static constexpr std::size_t max_key_size = std::numeric_limits<std::size_t>::max();
@@ -191,6 +198,7 @@ public:
     }
     bool on_comment_part(string_view, error_code&) { return true; }
     bool on_comment(string_view, error_code&) { return true; }
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     Node& Add(Kind kind)
@@ -454,7 +462,7 @@ CJsonDocument::CJsonDocument(std::string_view text) : m_store(SpareStore().Take(
 
 CJsonDocument::~CJsonDocument()
 {
-    SpareStore().Give(std::move(m_store));
+    SpareStore().Give(m_store);
 }
 
 CJsonDocument::CJsonDocument(CJsonDocument&&) noexcept = default;

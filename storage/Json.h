@@ -96,8 +96,10 @@ public:
     };
 
     CJsonElements(CJsonValue first, CJsonValue last) : m_first(first), m_last(last) {}
+    // NOLINTBEGIN(readability-identifier-naming): range-for asks for these names
     [[nodiscard]] CIterator begin() const { return CIterator(m_first); }
     [[nodiscard]] CIterator end() const { return CIterator(m_last); }
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     friend class CIterator;

@@ -1,0 +1,152 @@
+#include "frame/HostMessage.h"
+
+#include "frame/Xml.h"
+
+#include <gtest/gtest.h>
+#include <tinyxml.h>
+
+#include <array>
+#include <bit>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace
+{
+struct Call
+{
+    std::array<unsigned char, 224> envelope{};
+    std::string payload; // copied for messages with a length
+    void* reserved = nullptr;
+};
+
+std::vector<Call> g_calls;
+std::int32_t g_result = 0;
+
+std::int32_t Keep(const HostMessage* message, void* reserved)
+{
+    Call call;
+    std::memcpy(call.envelope.data(), message, call.envelope.size());
+    if (message->length != 0)
+    {
+        call.payload.assign(std::bit_cast<const char*>(message->data), message->length);
+    }
+    call.reserved = reserved;
+    g_calls.push_back(call);
+    return g_result;
+}
+
+class HostMessageSend : public testing::Test
+{
+protected:
+    HostMessageSend()
+    {
+        g_calls.clear();
+        g_result = 0;
+        SetHostCallback(Keep);
+    }
+    ~HostMessageSend() override { SetHostCallback(nullptr); }
+};
+
+template <typename T>
+void Put(Call& call, std::size_t offset, T value)
+{
+    std::memcpy(call.envelope.data() + offset, &value, sizeof value);
+}
+
+template <typename T>
+T Get(const Call& call, std::size_t offset)
+{
+    T value{};
+    std::memcpy(&value, call.envelope.data() + offset, sizeof value);
+    return value;
+}
+
+int g_hostBuffer = 0;
+constexpr char kFrame[] = {'f', '\0', 'g'};
+
+struct SendCase
+{
+    const char* name;
+    std::function<void()> send;
+    std::uint64_t category;
+    std::uint64_t type;
+    std::string payload;
+    const void* pointer; // expected "data" of a message without payload
+};
+
+void SendSmallDocument(MessageCategory category)
+{
+    CXmlDocument document;
+    AddChild(StartDocument(document), "Disk").SetAttribute("ID", kPluginElementId);
+    SendDocument(document, category);
+}
+
+const std::string kSmallDocument = "<?xml ?><zDVR><Disk ID=\"3604480\" /></zDVR>";
+
+class HostMessageEnvelope : public HostMessageSend, public testing::WithParamInterface<SendCase>
+{
+};
+
+// The whole envelope, so that a stray byte anywhere shows.
+TEST_P(HostMessageEnvelope, HasTheseBytes)
+{
+    const SendCase& row = GetParam();
+    row.send();
+
+    ASSERT_EQ(g_calls.size(), 1U);
+    const Call& call = g_calls[0];
+    EXPECT_EQ(call.payload, row.payload);
+    EXPECT_EQ(call.reserved, nullptr);
+    Call expected;
+    Put<std::uint32_t>(expected, 0, 224);
+    Put<std::uint32_t>(expected, 4, 1);
+    Put(expected, 8, static_cast<std::uint32_t>(row.payload.size()));
+    Put(expected, 16,
+        row.payload.empty() ? reinterpret_cast<std::uintptr_t>(row.pointer) : Get<std::uint64_t>(call, 16));
+    Put<std::uint64_t>(expected, 24, 0x370000);
+    Put(expected, 40, row.category);
+    Put(expected, 48, row.type);
+    EXPECT_EQ(call.envelope, expected.envelope);
+}
+
+const SendCase kSendCases[] = {
+    {"Status", [] { SendSmallDocument(MessageCategory::StatusDocument); }, 4, 0x1000010, kSmallDocument,
+     nullptr},
+    {"Config", [] { SendSmallDocument(MessageCategory::ConfigDocument); }, 256, 0x1000010, kSmallDocument,
+     nullptr},
+    {"Heartbeat", [] { SendHeartbeat(); }, 32, 0x1000000, "", nullptr},
+    {"Release", [] { ReleaseBuffer(&g_hostBuffer); }, 512, 0, "", &g_hostBuffer},
+    {"IpcFrame", [] { SendIpcFrame(kFrame, sizeof kFrame); }, 8192, 0, std::string(kFrame, sizeof kFrame),
+     nullptr},
+};
+INSTANTIATE_TEST_SUITE_P(Cases, HostMessageEnvelope, testing::ValuesIn(kSendCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(HostMessageSend, FrameIsTakenOnlyWhenTheHostAnswersZero)
+{
+    EXPECT_TRUE(SendIpcFrame(kFrame, sizeof kFrame));
+    g_result = 1;
+    EXPECT_FALSE(SendIpcFrame(kFrame, sizeof kFrame));
+    g_result = 0;
+    SetHostCallback(nullptr);
+    EXPECT_FALSE(SendIpcFrame(kFrame, sizeof kFrame));
+    EXPECT_EQ(g_calls.size(), 2U);
+}
+
+TEST_F(HostMessageSend, KeptBufferIsReleasedOnceByTheLastOwner)
+{
+    {
+        CBufferRelease first(&g_hostBuffer);
+        {
+            const CBufferRelease second(std::move(first));
+            EXPECT_EQ(second.Data(), &g_hostBuffer);
+            EXPECT_TRUE(g_calls.empty());
+        }
+        EXPECT_EQ(g_calls.size(), 1U);
+    }
+    ASSERT_EQ(g_calls.size(), 1U);
+    EXPECT_EQ(Get<std::uint64_t>(g_calls[0], 16), reinterpret_cast<std::uintptr_t>(&g_hostBuffer));
+}
+} // namespace

@@ -1,0 +1,119 @@
+#!/bin/bash
+# Runs sysinfo.sh on a made-up machine.  sysinfo_test.sh SCRIPT DATA-DIRECTORY
+set -eu
+
+script=$1
+data=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+# expect NAME EXPECTED-FILE ACTUAL-FILE
+expect()
+{
+    if ! diff -u "$2" "$3"; then
+        echo "FAILED: $1" >&2
+        failures=$((failures + 1))
+    fi
+}
+
+# answer NAME FILE: a command that prints the file, whatever its arguments.
+answer()
+{
+    printf '#!/bin/sh\nexec cat "%s"\n' "$2" >"$work/$1"
+    chmod +x "$work/$1"
+}
+
+# failing NAME: a command that fails.
+failing()
+{
+    printf '#!/bin/sh\nexit 1\n' >"$work/$1"
+    chmod +x "$work/$1"
+}
+
+run()
+{
+    SYSINFO_ROOT=$work/root SYSINFO_LSBLK=$work/lsblk SYSINFO_FINDMNT=$work/findmnt "$script"
+}
+
+make_box()
+{
+    local root=$work/root
+    mkdir -p "$root"/{sys/class/dmi/id,sys/class/scsi_host/host{0,6,7},proc,etc/corvane,run/udev/data,dev/disk/by-slot,sys/block/sdl/device}
+    echo 'Example Boards Inc.' >"$root/sys/class/dmi/id/board_vendor"
+    echo 'EX-B550 rev=2  ' >"$root/sys/class/dmi/id/board_name"
+    echo 'Example Firmware' >"$root/sys/class/dmi/id/bios_vendor"
+    printf '1.07' >"$root/sys/class/dmi/id/bios_version" # no line feed
+    echo ahci >"$root/sys/class/scsi_host/host0/proc_name"
+    echo megaraid_sas >"$root/sys/class/scsi_host/host6/proc_name"
+    echo aacraid >"$root/sys/class/scsi_host/host7/proc_name"
+    printf 'NAME="Example"\nPRETTY_NAME="Example Linux 12 "stable""\nID=example\n' >"$root/etc/os-release"
+    printf 'MemTotal:       16267340 kB\nMemFree: 1 kB\nSwapTotal:       7812500 kB\n' >"$root/proc/meminfo"
+    # Two sockets, the first with two threads.
+    local socket
+    for socket in 0 0 1; do
+        printf 'processor\t: 0\nmodel name\t: Example   CPU 8-Core @ 3.%s0GHz\nphysical id\t: %s\n\n' \
+            "$socket" "$socket" >>"$root/proc/cpuinfo"
+    done
+    printf 'version=7.4.1\nbranchname=release/26=a\njobnumber="1042"\n' >"$root/etc/corvane/deploykey"
+    printf "oldversion=1\nversion='26.1'\r\n" >"$root/etc/corvane/baseimage"
+    ln -s /dev/sdb "$root/dev/disk/by-slot/08"
+    ln -s /dev/sdc "$root/dev/disk/by-slot/3"
+    ln -s /dev/sdd "$root/dev/disk/by-slot/front"
+    printf '\0\200\0\014  PAGE 0012  \0' >"$root/sys/block/sdl/device/vpd_pg80"
+    local number
+    for number in 8:0 8:16 8:32 8:48 8:64 8:80 8:144 8:160 8:176 259:1 259:2; do # none for sdh
+        touch "$root/run/udev/data/b$number"
+    done
+}
+
+make_box
+answer lsblk "$data/lsblk.json"
+answer findmnt "$data/findmnt.json"
+run >"$work/out"
+expect "a machine with all there is" "$data/sysinfo-full.txt" "$work/out"
+
+# Without bays drives are numbered by address, and the drive on a removable port counts as removable. Without findmnt the
+# mounts come from lsblk.
+rm -r "$work/root"/{dev,sys/class/dmi,etc,proc}
+failing findmnt
+run >"$work/out"
+grep -E '^(drive-index|drive-name|drive-removable=1|drive-fspath|raid-)' "$work/out" | sed -n '1,8p;/raid/p' >"$work/picked"
+cat >"$work/expected" <<'END'
+drive-index=0
+drive-name=sda
+drive-fspath=/
+drive-index=1
+drive-name=sdb
+drive-removable=1
+drive-fspath=/mnt/a b"c\=1
+drive-index=2
+raid-volume=/c0/v3
+raid-fspath=/data/one
+raid-volume=/c0/v128
+raid-fspath=/data/three
+raid-volume=2
+raid-fspath=/data/four
+END
+expect "a machine without bays" "$work/expected" "$work/picked"
+if [[ $(head -n 1 "$work/out") != drive-index=0 ]]; then
+    echo "FAILED: unknown values were printed" >&2
+    failures=$((failures + 1))
+fi
+
+# Half a list must not pass for the whole.
+for lines in 0 1 100; do
+    head -n "$lines" "$data/lsblk.json" >"$work/cut.json"
+    answer lsblk "$work/cut.json"
+    if run >"$work/out"; then
+        echo "FAILED: lsblk output cut after $lines lines was taken" >&2
+        failures=$((failures + 1))
+    fi
+done
+failing lsblk
+if run >"$work/out"; then
+    echo "FAILED: a failing lsblk went unnoticed" >&2
+    failures=$((failures + 1))
+fi
+
+exit $((failures > 0))

@@ -1,0 +1,51 @@
+#include "SimTestSupport.h"
+
+#include <gtest/gtest.h>
+
+std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now)
+{
+    std::string error;
+    const auto parsed = sim::ParseScenario(scenario, error);
+    EXPECT_TRUE(parsed) << error;
+    auto appliance = std::make_unique<sim::CAppliance>("plain", parsed.value_or(sim::Scenario{}));
+    appliance->Advance(now);
+    return appliance;
+}
+
+std::vector<std::string> ReportCommand(const std::string& device)
+{
+    return {"./smartctl", "-j", "-T", "permissive", "-a", device};
+}
+
+nlohmann::json Json(const sim::ProgramRun& run)
+{
+    return nlohmann::json::parse(run.standardOutput, nullptr, false);
+}
+
+nlohmann::json Report(sim::CAppliance& appliance, const std::string& device, sim::SimTime now)
+{
+    return Json(appliance.Run(ReportCommand(device), now));
+}
+
+nlohmann::json Attribute(const nlohmann::json& report, int id)
+{
+    for (const auto& row : report.at("ata_smart_attributes").at("table"))
+    {
+        if (row.at("id") == id)
+        {
+            return row;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<std::string> ScannedDevices(sim::CAppliance& appliance, sim::SimTime now)
+{
+    std::vector<std::string> names;
+    const auto scan = Json(appliance.Run({"./smartctl", "-j", "--scan"}, now));
+    for (const auto& device : scan.at("devices"))
+    {
+        names.push_back(device.at("name"));
+    }
+    return names;
+}

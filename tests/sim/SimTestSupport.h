@@ -1,0 +1,24 @@
+// Short ways to run a simulated appliance in tests.
+#pragma once
+
+#include "sim/Appliance.h"
+
+#include <nlohmann/json.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+// The preset "plain" with this scenario, played to `now`. A scenario that does not parse fails the test.
+std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now = sim::SimTime{0});
+
+// The report command of a device, as the plug-in gives it.
+std::vector<std::string> ReportCommand(const std::string& device);
+
+// The answer to a command; a discarded value, which fails every comparison, when it is no JSON.
+nlohmann::json Json(const sim::ProgramRun& run);
+nlohmann::json Report(sim::CAppliance& appliance, const std::string& device, sim::SimTime now);
+
+// The row of an ATA attribute in a report; null when there is none.
+nlohmann::json Attribute(const nlohmann::json& report, int id);
+std::vector<std::string> ScannedDevices(sim::CAppliance& appliance, sim::SimTime now);

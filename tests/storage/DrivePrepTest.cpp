@@ -1,0 +1,176 @@
+#include "storage/DrivePrep.h"
+
+#include "frame/Ipc.h"
+#include "tests/storage/StorageFakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+
+namespace
+{
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const CFakeHost::Arguments kScript{"scripts/driveprep.sh", "prep", "S1"};
+
+std::string StatusDocument(int status)
+{
+    return R"(<?xml ?><zDVR><Storage ID="3604480"><Disk Name="/dev/sdb" PrepStatus=")" +
+           std::to_string(status) + R"(" /></Storage></zDVR>)";
+}
+
+// Document texts; all must be status documents.
+std::vector<std::string> StatusDocuments(const CFakeHost& host)
+{
+    std::vector<std::string> texts;
+    for (const CFakeHost::Document& document : host.Documents())
+    {
+        EXPECT_EQ(document.category, 4U);
+        texts.push_back(document.text);
+    }
+    return texts;
+}
+
+class DrivePrep : public testing::Test
+{
+protected:
+    DrivePrep()
+    {
+        m_disk.m_serialNumber = "S1";
+        m_disk.m_prepStatus = PrepStatus::NeedsPrep;
+    }
+
+    CFakeHost m_host;
+    CDisk m_disk{"/dev/sdb"};
+};
+
+TEST_F(DrivePrep, MarksTheDisksThatHaveAReason)
+{
+    const auto needing = std::make_shared<CDisk>("/dev/sdb");
+    needing->m_serialNumber = "S1";
+    needing->m_prepStatus = PrepStatus::ErrorFormatting;
+    const auto without = std::make_shared<CDisk>("/dev/sdc");
+    without->m_serialNumber = "S2";
+    without->m_prepStatus = PrepStatus::PrepComplete;
+    without->m_supportsPrep = true;
+    const auto emptyReason = std::make_shared<CDisk>("/dev/sdd");
+    FindDrivesNeedingPrep({needing, without, emptyReason},
+                          {{"S1", "FS type [] mountpt [] numparts [0]"}, {"", ""}});
+    EXPECT_THAT(
+        LevelAndText(m_host),
+        ElementsAre("50 DRIVEPREP: S1 (device /dev/sdb) needs prep (FS type [] mountpt [] numparts [0]).",
+                    "25 DRIVEPREP: S2 (device /dev/sdc) DOES NOT need prep.",
+                    "25 DRIVEPREP:  (device /dev/sdd) DOES NOT need prep."));
+    EXPECT_TRUE(needing->m_supportsPrep);
+    EXPECT_EQ(needing->m_prepStatus, PrepStatus::NeedsPrep);
+    EXPECT_TRUE(without->m_supportsPrep);
+    EXPECT_EQ(without->m_prepStatus, PrepStatus::PrepComplete);
+    EXPECT_FALSE(emptyReason->m_supportsPrep);
+}
+
+TEST_F(DrivePrep, StartsInEveryStateButIdleAndDone)
+{
+    m_host.OnProgram(kScript, {});
+    for (const auto& [status, starts] : {std::pair(-4, true),
+                                         {-3, true},
+                                         {-2, true},
+                                         {-1, true},
+                                         {0, false},
+                                         {1, true},
+                                         {2, true},
+                                         {3, false}})
+    {
+        m_host.Forget();
+        m_disk.m_prepStatus = static_cast<PrepStatus>(status);
+        StartDrivePrep(m_disk);
+        EXPECT_EQ(m_host.Programs().size(), starts ? 1U : 0U) << status;
+        EXPECT_EQ(m_disk.m_prepStatus, starts ? PrepStatus::Prepping : static_cast<PrepStatus>(status));
+    }
+}
+
+struct EndCase
+{
+    const char* name;
+    CFakeHost::Answer answer;
+    int status;
+    const char* line;
+};
+
+const std::vector<EndCase> kEndCases{
+    {"Done", {.output = "no format\n"}, 3, "25 DRIVEPREP: completed on disk [/dev/sdb] serial [S1]"},
+    {"Mount",
+     {.output = "partition ok\nformat ok\nmount: no\n", .exitCode = 1},
+     -1,
+     "50 DRIVEPREP: error 1 on disk [/dev/sdb] serial [S1]"},
+    {"Format",
+     {.output = "partition ok\nreformatting\n", .exitCode = 2},
+     -2,
+     "50 DRIVEPREP: error 2 on disk [/dev/sdb] serial [S1]"},
+    {"Partition",
+     {.output = "partition", .exitCode = 255},
+     -3,
+     "50 DRIVEPREP: error 255 on disk [/dev/sdb] serial [S1]"},
+    {"OtherAndErrorOutputDoesNotCount",
+     {.output = "Mount FORMAT", .errorOutput = "mount", .exitCode = 1},
+     -4,
+     "50 DRIVEPREP: error 1 on disk [/dev/sdb] serial [S1]"},
+    {"KilledWhileFormatting",
+     {.output = "format", .signal = 9},
+     -2,
+     "50 DRIVEPREP: error 2304 on disk [/dev/sdb] serial [S1]"},
+};
+
+class DrivePrepEnd : public DrivePrep, public testing::WithParamInterface<EndCase>
+{
+};
+
+TEST_P(DrivePrepEnd, IsReported)
+{
+    m_host.OnProgram(kScript, GetParam().answer);
+    StartDrivePrep(m_disk);
+    EXPECT_THAT(m_host.LogTexts(25), ElementsAre("DRIVEPREP: starting on disk [/dev/sdb] serial [S1]"));
+    EXPECT_THAT(StatusDocuments(m_host), ElementsAre(StatusDocument(2)));
+    EXPECT_THAT(m_host.Programs(), ElementsAre(kScript));
+    if (GetParam().status != 3)
+    {
+        // The label makes the start wait for the end, and the failure is logged under it.
+        EXPECT_THAT(m_host.LogTexts(50), ElementsAre(HasSubstr(" on 'start disk prep'")));
+    }
+
+    m_host.Forget();
+    EXPECT_EQ(CheckDrivePrep(m_disk), GetParam().status == 3);
+    EXPECT_EQ(static_cast<int>(m_disk.m_prepStatus), GetParam().status);
+    EXPECT_THAT(LevelAndText(m_host), ElementsAre(GetParam().line));
+    EXPECT_THAT(StatusDocuments(m_host), ElementsAre(StatusDocument(GetParam().status)));
+
+    m_host.Forget();
+    EXPECT_FALSE(CheckDrivePrep(m_disk)) << "an end is reported once";
+    EXPECT_THAT(LevelAndText(m_host), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, DrivePrepEnd, testing::ValuesIn(kEndCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(DrivePrep, ScriptThatDoesNotStartLeavesTheDiskBusyWithoutAJob)
+{
+    m_host.OnProgram(kScript, {.startError = EACCES});
+    StartDrivePrep(m_disk);
+    EXPECT_EQ(m_disk.m_prepJob, nullptr);
+    EXPECT_EQ(m_disk.m_prepStatus, PrepStatus::Prepping);
+    EXPECT_FALSE(CheckDrivePrep(m_disk));
+    EXPECT_THAT(StatusDocuments(m_host), ElementsAre(StatusDocument(2)));
+}
+
+TEST_F(DrivePrep, RunningScriptIsLeftAlone)
+{
+    m_host.OnProgram(kScript, {.hang = true});
+    m_disk.m_prepJob = tq::ipc::RunCommand(kScript[0].c_str(), {"prep", "S1"}, nullptr);
+    EXPECT_FALSE(CheckDrivePrep(m_disk));
+    EXPECT_NE(m_disk.m_prepJob, nullptr);
+    EXPECT_THAT(m_host.Documents(), IsEmpty());
+}
+} // namespace

@@ -1,0 +1,387 @@
+#include "tests/support/FakeHost.h"
+
+#include "frame/Ipc.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+
+namespace
+{
+constexpr std::uint32_t kFlagField1 = 0x08;
+constexpr std::uint32_t kFlagField2 = 0x10;
+
+std::uint32_t ReadU32(std::string_view bytes, std::size_t offset)
+{
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes.data() + offset, sizeof value);
+    return value;
+}
+
+std::string_view TextOf(const HostMessage& message)
+{
+    return {std::bit_cast<const char*>(message.data), message.length};
+}
+
+// Absent when the frame is no well-formed exec request.
+std::optional<CFakeHost::Arguments> ArgumentsOf(std::string_view frame)
+{
+    using namespace tq::ipc;
+    if (frame.size() < kFrameHeaderSize || frame.size() > kMaxFrameSize ||
+        ReadU32(frame, 0) != frame.size() || ReadU32(frame, 8) != static_cast<std::uint32_t>(FrameKind::Exec))
+    {
+        return std::nullopt;
+    }
+    std::string_view payload = frame.substr(kFrameHeaderSize);
+    for (const std::uint32_t flag : {kFlagField1, kFlagField2})
+    {
+        if ((ReadU32(frame, 12) & flag) != 0)
+        {
+            const auto end = payload.find('\0');
+            if (end == std::string_view::npos)
+            {
+                return std::nullopt;
+            }
+            payload.remove_prefix(end + 1);
+        }
+    }
+    CFakeHost::Arguments arguments;
+    for (;;)
+    {
+        const auto end = payload.find('\0');
+        arguments.emplace_back(payload.substr(0, end));
+        if (end == std::string_view::npos)
+        {
+            return arguments;
+        }
+        payload.remove_prefix(end + 1);
+    }
+}
+
+std::uint32_t WaitStatus(int exitCode, int signal)
+{
+    return static_cast<std::uint32_t>(signal != 0 ? signal & 0x7F : (exitCode & 0xFF) << 8);
+}
+} // namespace
+
+std::atomic<CFakeHost*> CFakeHost::s_instance{nullptr};
+
+CFakeHost::CFakeHost() : m_installed(true), m_sink(tq::ipc::HandleIpcReply)
+{
+    if (s_instance.exchange(this) != nullptr)
+    {
+        throw std::logic_error("two fake hosts at once");
+    }
+    SetHostCallback(Callback());
+    tq::ipc::InstallSender(kPluginId, SendIpcFrame);
+    m_worker = std::thread(&CFakeHost::Work, this);
+}
+
+CFakeHost::CFakeHost(ReplySink sink) : m_installed(false), m_sink(std::move(sink))
+{
+    if (s_instance.exchange(this) != nullptr)
+    {
+        throw std::logic_error("two fake hosts at once");
+    }
+    m_worker = std::thread(&CFakeHost::Work, this);
+}
+
+CFakeHost::~CFakeHost()
+{
+    if (m_installed)
+    {
+        tq::ipc::CloseIpc(true);
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stopping = true;
+    }
+    m_changed.notify_all();
+    m_worker.join();
+    if (m_installed)
+    {
+        tq::ipc::InstallSender(kPluginId, nullptr);
+        SetHostCallback(nullptr);
+    }
+    s_instance = nullptr;
+}
+
+HostCallback CFakeHost::Callback()
+{
+    return &CFakeHost::Trampoline;
+}
+
+std::int32_t CFakeHost::Trampoline(const HostMessage* message, void* /*reserved*/)
+{
+    CFakeHost* const host = s_instance;
+    return host != nullptr ? host->Receive(*message) : -1;
+}
+
+std::int32_t CFakeHost::Receive(const HostMessage& message)
+{
+    switch (static_cast<MessageCategory>(message.category))
+    {
+    case MessageCategory::LogMessage:
+        return ReceiveLog(message);
+    case MessageCategory::IpcFrameMessage:
+        return ReceiveFrame(TextOf(message));
+    case MessageCategory::StatusDocument:
+    case MessageCategory::ConfigDocument:
+    {
+        const std::lock_guard lock(m_mutex);
+        m_record.documents.push_back({message.category, std::string(TextOf(message))});
+        break;
+    }
+    case MessageCategory::Heartbeat:
+    {
+        const std::lock_guard lock(m_mutex);
+        ++m_record.heartbeats;
+        break;
+    }
+    case MessageCategory::BufferRelease:
+    {
+        const std::lock_guard lock(m_mutex);
+        m_record.releases.push_back(message.data);
+        break;
+    }
+    default:
+        return -1;
+    }
+    m_changed.notify_all();
+    return 0;
+}
+
+std::int32_t CFakeHost::ReceiveLog(const HostMessage& message)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (message.type == kTypeLogQuery)
+        {
+            ++m_record.logQueries;
+            return m_threshold;
+        }
+        std::int32_t level = 0;
+        std::memcpy(&level, message.record + 8, sizeof level);
+        m_record.log.push_back({level, std::string(TextOf(message))});
+    }
+    m_changed.notify_all();
+    return 0;
+}
+
+// Called with the plug-in's registry locked: only queues.
+std::int32_t CFakeHost::ReceiveFrame(std::string_view frame)
+{
+    const std::optional<Arguments> arguments = ArgumentsOf(frame);
+    if (m_refusing || !arguments)
+    {
+        return -1;
+    }
+    Program program;
+    program.id = ReadU32(frame, 4);
+    program.arguments = *arguments;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_record.programs.push_back(*arguments);
+        m_queue.push_back(std::move(program));
+    }
+    m_changed.notify_all();
+    return 0;
+}
+
+void CFakeHost::OnProgram(const Arguments& arguments, const Answer& answer)
+{
+    const std::lock_guard lock(m_mutex);
+    m_answers[arguments].answers.push_back(answer);
+}
+
+void CFakeHost::SetProgramHook(ProgramHook hook)
+{
+    const std::lock_guard lock(m_mutex);
+    m_hook = std::move(hook);
+}
+
+int CFakeHost::EndHanging(int exitCode)
+{
+    return EndHangingIf([](const Program&) { return true; }, exitCode);
+}
+
+int CFakeHost::EndHanging(const Arguments& arguments, int exitCode)
+{
+    return EndHangingIf([&arguments](const Program& program) { return program.arguments == arguments; },
+                        exitCode);
+}
+
+int CFakeHost::EndHangingIf(const std::function<bool(const Program&)>& chosen, int exitCode)
+{
+    int count = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto kept =
+            std::stable_partition(m_hanging.begin(), m_hanging.end(),
+                                  [&chosen](const Program& program) { return !chosen(program); });
+        for (auto ended = kept; ended != m_hanging.end(); ++ended, ++count)
+        {
+            ended->answer.hang = false;
+            ended->answer.noStart = false;
+            ended->answer.exitCode = exitCode;
+            m_queue.push_back(*ended);
+        }
+        m_hanging.erase(kept, m_hanging.end());
+    }
+    m_changed.notify_all();
+    return count;
+}
+
+int CFakeHost::HangingCount() const
+{
+    const std::lock_guard lock(m_mutex);
+    return static_cast<int>(m_hanging.size());
+}
+
+bool CFakeHost::WaitForHanging(int count, std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, limit,
+                              [this, count] { return static_cast<int>(m_hanging.size()) >= count; });
+}
+
+CFakeHost::Record CFakeHost::Told() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_record;
+}
+
+std::vector<std::string> CFakeHost::LogTexts() const
+{
+    std::vector<std::string> texts;
+    for (const LogLine& line : Told().log)
+    {
+        texts.push_back(line.text);
+    }
+    return texts;
+}
+
+std::vector<std::string> CFakeHost::LogTexts(std::int32_t level) const
+{
+    std::vector<std::string> texts;
+    for (const LogLine& line : Told().log)
+    {
+        if (line.level == level)
+        {
+            texts.push_back(line.text);
+        }
+    }
+    return texts;
+}
+
+void CFakeHost::Forget()
+{
+    const std::lock_guard lock(m_mutex);
+    m_record = {};
+}
+
+bool CFakeHost::WaitUntil(const std::function<bool(const Record&)>& condition,
+                          std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, limit, [this, &condition] { return condition(m_record); });
+}
+
+CFakeHost::Answer CFakeHost::FindAnswer(const Arguments& arguments)
+{
+    ProgramHook hook;
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_answers.find(arguments);
+        if (found != m_answers.end())
+        {
+            AnswerQueue& queue = found->second;
+            if (queue.frontUsed && queue.answers.size() > 1)
+            {
+                queue.answers.pop_front();
+            }
+            queue.frontUsed = true;
+            return queue.answers.front();
+        }
+        hook = m_hook;
+    }
+    std::optional<Answer> answer;
+    if (hook)
+    {
+        answer = hook(arguments);
+    }
+    return answer.value_or(Answer{.startError = ENOENT});
+}
+
+void CFakeHost::Work()
+{
+    for (;;)
+    {
+        Program program;
+        {
+            std::unique_lock lock(m_mutex);
+            m_changed.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
+            if (m_stopping)
+            {
+                return;
+            }
+            program = std::move(m_queue.front());
+            m_queue.pop_front();
+        }
+        Play(std::move(program));
+    }
+}
+
+// Delivers what is due of the program; one that hangs comes back through EndHanging.
+void CFakeHost::Play(Program program)
+{
+    if (!program.answered)
+    {
+        program.answer = FindAnswer(program.arguments);
+        program.answered = true;
+    }
+    const Answer& answer = program.answer;
+    if (answer.startError != 0)
+    {
+        Reply(program.id, 4, static_cast<std::uint32_t>(answer.startError));
+        return;
+    }
+    if (!program.started && !answer.noStart)
+    {
+        Reply(program.id, 3, 0);
+        program.started = true;
+        for (std::size_t at = 0; at < answer.output.size();
+             at += tq::ipc::kMaxFrameSize - tq::ipc::kFrameHeaderSize)
+        {
+            const std::string_view rest = std::string_view(answer.output).substr(at);
+            Reply(program.id, 1, 0, rest.substr(0, tq::ipc::kMaxFrameSize - tq::ipc::kFrameHeaderSize));
+        }
+        if (!answer.errorOutput.empty())
+        {
+            Reply(program.id, 2, 0, answer.errorOutput);
+        }
+    }
+    if (answer.hang || answer.noStart)
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_hanging.push_back(std::move(program));
+        }
+        m_changed.notify_all();
+        return;
+    }
+    Reply(program.id, 5, WaitStatus(answer.exitCode, answer.signal));
+}
+
+void CFakeHost::Reply(std::uint32_t id, std::uint32_t kind, std::uint32_t value, std::string_view payload)
+{
+    const std::uint32_t header[4] = {static_cast<std::uint32_t>(sizeof header + payload.size()), id, kind,
+                                     value};
+    std::string frame(sizeof header, '\0');
+    std::memcpy(frame.data(), header, sizeof header);
+    frame += payload;
+    m_sink(frame.data(), frame.size());
+}
