@@ -90,6 +90,7 @@ void KeepStatus(DiskPicture& disk, const DiskPicture& earlier)
 void ReplaceDisks(Picture& picture, const TiXmlElement& storage, Changes& changes)
 {
     std::vector<DiskPicture> disks;
+    Changes added; // told after those that are gone: a replaced drive has the name of its predecessor
     ForEach(storage, "Disk",
             [&](const TiXmlElement& element)
             {
@@ -101,7 +102,8 @@ void ReplaceDisks(Picture& picture, const TiXmlElement& storage, Changes& change
                 DiskPicture* const earlier = FindEarlier(picture.disks, disk);
                 if (earlier == nullptr)
                 {
-                    changes.push_back({ChangeKind::DiskAdded, disk.DisplayName(), disk.model, 0});
+                    added.push_back(
+                        {ChangeKind::DiskAdded, disk.DisplayName(), disk.model + " " + disk.serial, 0});
                 }
                 else
                 {
@@ -117,8 +119,9 @@ void ReplaceDisks(Picture& picture, const TiXmlElement& storage, Changes& change
             });
     for (const DiskPicture& gone : picture.disks)
     {
-        changes.push_back({ChangeKind::DiskGone, gone.DisplayName(), gone.model, 0});
+        changes.push_back({ChangeKind::DiskGone, gone.DisplayName(), gone.model + " " + gone.serial, 0});
     }
+    changes.insert(changes.end(), added.begin(), added.end());
     picture.disks = std::move(disks);
 }
 
@@ -200,7 +203,7 @@ void ReplaceSettings(Picture& picture, const TiXmlElement& storage)
             [&settings](const TiXmlElement& element)
             {
                 const auto test = Int(element, "SelfTest");
-                if (test == 0 || test == 1)
+                if (test && *test >= 0 && *test <= 1)
                 {
                     settings.schedule[*test] = {Int(element, "Days").value_or(0),
                                                 Int(element, "Start").value_or(0)};

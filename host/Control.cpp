@@ -17,6 +17,7 @@ namespace host
 namespace
 {
 constexpr std::size_t kMaxClients = 8;
+constexpr int kMaxDrained = 16; // pieces of a line that is too long
 constexpr std::size_t kMaxAnswer = std::size_t{4} * 1024 * 1024;
 
 // A client that does not read its answer may hold the host up this long.
@@ -145,6 +146,12 @@ bool CControlServer::ServeClient(Client& client, const ControlHandler& handler)
         if (client.input.size() < kMaxControlLine)
         {
             return count > 0;
+        }
+        // A socket closed with bytes unread would take the answer with it.
+        for (int i = 0;
+             i < kMaxDrained && recv(client.socket.Get(), buffer.data(), buffer.size(), MSG_DONTWAIT) > 0;
+             ++i)
+        {
         }
         SendAll(client.socket.Get(), "error: the line is too long\n");
         return false;

@@ -19,16 +19,22 @@ std::atomic<CHostCore*> g_core{nullptr};
 // outside.
 constexpr std::uint64_t kHostId = 1;
 
-constexpr std::uint32_t kMaxDocument = 16 * 1024 * 1024;
-constexpr std::size_t kMaxScanOutput = 1024 * 1024;
+constexpr std::uint32_t kMaxDocument = 16U * 1024 * 1024;
+constexpr std::size_t kMaxScanOutput = std::size_t{1024} * 1024;
 
 // More heartbeats than this in hand are not returned late but dropped: the plug-in would take them for a live
 // host.
 constexpr std::uint64_t kMaxToReturn = 3;
 
+// The interface carries pointers as numbers.
+const char* Pointer(const PluginMessage& message)
+{
+    return reinterpret_cast<const char*>(message.data); // NOLINT(performance-no-int-to-ptr)
+}
+
 std::string_view Payload(const PluginMessage& message)
 {
-    return {reinterpret_cast<const char*>(message.data), message.data != 0 ? message.length : 0};
+    return {Pointer(message), message.data != 0 ? message.length : 0};
 }
 
 bool IsDiskScan(const ExecRequest& request)
@@ -221,7 +227,7 @@ std::int32_t CHostCore::Receive(const PluginMessage& message)
         m_heartbeatWaits.notify_one();
         return 0;
     case kCategoryRelease:
-        m_buffers.TakeBack(reinterpret_cast<const void*>(message.data));
+        m_buffers.TakeBack(Pointer(message));
         return 0;
     case kCategoryProcess:
         return ReceiveFrame(Payload(message));

@@ -30,10 +30,6 @@ std::string Essence(const Picture& picture)
     {
         text += fmt::format("{} {}\n", sensor.id, sensor.health.alarm);
     }
-    for (const ModulePicture& module : picture.modules)
-    {
-        text += fmt::format("{} {}\n", module.name, module.libraries.size());
-    }
     return text;
 }
 } // namespace
@@ -70,7 +66,13 @@ void CLineView::Update(const ViewState& state)
         if (essence != m_shown)
         {
             m_shown = std::move(essence);
-            m_out << PictureTable(state.picture);
+            m_out << DeviceText(state.picture);
+        }
+        std::string system = SystemText(state.picture);
+        if (system != m_system)
+        {
+            m_system = std::move(system);
+            m_out << m_system;
         }
     }
     m_out.flush();

@@ -22,6 +22,7 @@ public:
 
 private:
     std::ostream& m_out;
-    std::string m_shown; // what the last table said, without the values that always move
+    std::string m_shown;  // what the last table said, without the values that always move
+    std::string m_system; // what was last said of modules, system and settings
 };
 } // namespace host

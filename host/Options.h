@@ -21,7 +21,7 @@ struct HostOptions
     int speed = 1;
     bool once = false;
     std::optional<std::chrono::seconds> duration; // simulated
-    int logLevel = 25;
+    int logLevel = 50; // warnings: what happened to the disks, without each step of a pass
     bool plain = false;
     CTimeLimits limits;
 

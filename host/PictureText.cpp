@@ -16,7 +16,7 @@ constexpr std::size_t kMaxSerialColumns = 24;
 
 std::string HealthText(const HealthPicture& health)
 {
-    const std::string message = SafeText(health.message);
+    std::string message = SafeText(health.message);
     if (!health.alarm)
     {
         return message;
@@ -201,7 +201,7 @@ std::string DescribeChange(const Picture& picture, const PictureChange& change)
     case ChangeKind::DiskAdded:
         return fmt::format("disk {}: found {}", subject, text);
     case ChangeKind::DiskGone:
-        return fmt::format("disk {}: no longer listed", subject);
+        return fmt::format("disk {}: no longer listed, was {}", subject, text);
     case ChangeKind::DiskMissing:
         return fmt::format("disk {}: missing", subject);
     case ChangeKind::DiskBack:
@@ -216,7 +216,7 @@ std::string DescribeChange(const Picture& picture, const PictureChange& change)
     return {};
 }
 
-std::string PictureTable(const Picture& picture)
+std::string DeviceText(const Picture& picture)
 {
     std::string text;
     AddDiskTable(text, picture);
@@ -233,9 +233,16 @@ std::string PictureTable(const Picture& picture)
         text += "sensor: " + DescribeSensor(sensor) + "\n";
     }
     text += fmt::format("alarms: {}\n", picture.AlarmCount());
-    text += "modules: " + DescribeModules(picture) + "\n";
-    text += fmt::format("system: {}, BIOS {}, {}\n", SafeText(picture.system.board),
-                        SafeText(picture.system.bios), SafeText(picture.system.operatingSystem));
+    return text;
+}
+
+std::string SystemText(const Picture& picture)
+{
+    std::string text = "modules: " + DescribeModules(picture) + "\n";
+    const auto known = [](const std::string& words)
+    { return words.find_first_not_of(' ') == std::string::npos ? std::string("unknown") : SafeText(words); };
+    text += fmt::format("system: {}, BIOS {}, {}\n", known(picture.system.board), known(picture.system.bios),
+                        known(picture.system.operatingSystem));
     AddSettings(text, picture.settings);
     return text;
 }

@@ -34,6 +34,8 @@ std::string DescribeModules(const Picture& picture);
 // One line for one change, without the time: "ALARM /dev/sdc: threshold exceeded (58 C)".
 std::string DescribeChange(const Picture& picture, const PictureChange& change);
 
-// The whole picture, a few lines for each section, each ending in a line feed.
-std::string PictureTable(const Picture& picture);
+// Disks, controller, volumes, sensors and the number of alarms; then modules, system and settings. Lines that
+// each end in a line feed.
+std::string DeviceText(const Picture& picture);
+std::string SystemText(const Picture& picture);
 } // namespace host

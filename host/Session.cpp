@@ -197,7 +197,7 @@ std::string CSession::Answer(const std::string& line)
     }
     if (command.kind == ControlKind::Status)
     {
-        return PictureTable(m_picture) + "ok\n";
+        return DeviceText(m_picture) + SystemText(m_picture) + "ok\n";
     }
     if (command.kind == ControlKind::Quit)
     {

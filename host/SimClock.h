@@ -22,11 +22,11 @@ enum class Mode : int
 // The three clocks that are simulated.
 enum Clock : std::size_t
 {
-    kMonotonic,
-    kBootTime,
-    kRealTime,
-    kClocks,
+    Monotonic,
+    BootTime,
+    RealTime,
 };
+inline constexpr std::size_t kClockCount = 3;
 
 Mode CurrentMode();
 std::optional<Clock> SimulatedClock(clockid_t clock);

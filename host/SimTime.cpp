@@ -29,7 +29,7 @@ constexpr std::int64_t kNsPerSec = 1'000'000'000;
 constexpr std::int64_t kRealTimeFrom = 1'000'000'000 * kNsPerSec;
 
 std::atomic<Mode> g_mode{Mode::PassThrough};
-std::array<std::atomic<std::int64_t>, kClocks> g_startNs{}; // the clocks when the mode began
+std::array<std::atomic<std::int64_t>, kClockCount> g_startNs{}; // the clocks when the mode began
 std::atomic<std::int64_t> g_speed{1};
 std::atomic<std::int64_t> g_realStartNs{0}; // scaled: kernel's monotonic time when the mode began
 std::atomic<std::int64_t> g_manualNs{0};    // manual: how far the clock has been moved
@@ -190,10 +190,10 @@ void Begin(Mode mode, std::int64_t utcNs)
         FireDue(INT64_MAX);
     }
     WakeSleepers();
-    g_startNs[kMonotonic].store(KernelNs(CLOCK_MONOTONIC), std::memory_order_relaxed);
-    g_startNs[kBootTime].store(KernelNs(CLOCK_BOOTTIME), std::memory_order_relaxed);
-    g_startNs[kRealTime].store(utcNs, std::memory_order_relaxed);
-    g_realStartNs.store(g_startNs[kMonotonic].load(std::memory_order_relaxed), std::memory_order_relaxed);
+    g_startNs[Monotonic].store(KernelNs(CLOCK_MONOTONIC), std::memory_order_relaxed);
+    g_startNs[BootTime].store(KernelNs(CLOCK_BOOTTIME), std::memory_order_relaxed);
+    g_startNs[RealTime].store(utcNs, std::memory_order_relaxed);
+    g_realStartNs.store(g_startNs[Monotonic].load(std::memory_order_relaxed), std::memory_order_relaxed);
     g_manualNs.store(0, std::memory_order_relaxed);
     g_mode.store(mode, std::memory_order_release);
 }
@@ -236,7 +236,7 @@ int SleepManual(std::int64_t deadlineNs)
 // numbers of the two kinds of clock are far apart.
 std::int64_t UntilAbsolute(Mode mode, std::int64_t ns)
 {
-    const Clock clock = ns >= kRealTimeFrom ? kRealTime : kMonotonic;
+    const Clock clock = ns >= kRealTimeFrom ? RealTime : Monotonic;
     return ns - g_startNs[clock].load(std::memory_order_relaxed) - ElapsedNs(mode);
 }
 
@@ -283,12 +283,12 @@ std::optional<Clock> SimulatedClock(clockid_t clock)
     {
     case CLOCK_MONOTONIC:
     case CLOCK_MONOTONIC_COARSE:
-        return kMonotonic;
+        return Monotonic;
     case CLOCK_BOOTTIME:
-        return kBootTime;
+        return BootTime;
     case CLOCK_REALTIME:
     case CLOCK_REALTIME_COARSE:
-        return kRealTime;
+        return RealTime;
     default:
         return std::nullopt;
     }

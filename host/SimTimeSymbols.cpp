@@ -21,7 +21,7 @@ HOST_EXPORT int clock_gettime(clockid_t clock, timespec* out) noexcept
     {
         return static_cast<int>(syscall(SYS_clock_gettime, clock, out));
     }
-    if (mode == Mode::Manual && *simulated != kRealTime)
+    if (mode == Mode::Manual && *simulated != RealTime)
     {
         NoteReading();
     }

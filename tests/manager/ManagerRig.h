@@ -1,0 +1,179 @@
+// A whole CCorvane on a thread of its own, in a world of fakes: files in a temporary directory, programs
+// answered by the fake host, a chip and a controller that keep a record, and a process clock moved by hand.
+#pragma once
+
+#include "hwmon/SuperIo.h"
+#include "manager/Corvane.h"
+#include "manager/Environment.h"
+#include "raid/Controller.h"
+#include "tests/support/FakeHost.h"
+#include "tests/support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Names of operations in the order of their calls. Any thread.
+class CCallRecord
+{
+public:
+    void Add(std::string call)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_calls.push_back(std::move(call));
+    }
+
+    [[nodiscard]] std::vector<std::string> All() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_calls;
+    }
+
+    [[nodiscard]] int Count(const std::string& call) const;
+
+    void Clear()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_calls.clear();
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_calls;
+};
+
+// What the fake chip does; outlives it.
+struct ChipScript
+{
+    std::atomic<bool> monitors{true};
+    std::atomic<bool> armsWatchdog{true};
+    std::atomic<bool> allowsWatchdog{true};
+    std::atomic<bool> hasNews{false}; // has a sensor element to tell
+    std::atomic<bool> hasAlarm{false};
+    CCallRecord calls; // without the polls
+    std::atomic<int> polls{0};
+};
+
+// What the fake controller does; outlives it. `state` is copied out at each call, so that a test may change
+// it.
+struct ControllerState
+{
+    bool present = true;
+    bool changed = false;
+    bool busy = false;
+    bool prepDone = false; // answered once
+    bool raid1 = false;
+    int hotSpareResult = 1;
+    bool disksAnswer = true;
+    std::string unit = "/c0/v1"; // of its one disk; may be empty
+};
+
+class CControllerScript
+{
+public:
+    void Change(const std::function<void(ControllerState&)>& change)
+    {
+        const std::lock_guard lock(m_mutex);
+        change(m_state);
+    }
+
+    [[nodiscard]] ControllerState Get() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_state;
+    }
+
+    CCallRecord calls;
+
+private:
+    mutable std::mutex m_mutex;
+    ControllerState m_state;
+};
+
+class ManagerRig : public testing::Test
+{
+protected:
+    static constexpr const char* kConfigurationFile = "corvanepi.xml";
+
+    // Sunday, 2023-11-19 12:00:00 UTC, the time zone of these tests.
+    static constexpr std::int64_t kStartUtc = 1'700'395'200;
+
+    ManagerRig();
+    ~ManagerRig() override;
+
+    // Answers programs, from now on. Without one of these: board B1 of ACME, smartctl found, no disks.
+    void Answer(const CFakeHost::Arguments& arguments, const CFakeHost::Answer& answer);
+    void AnswerSysInfo(const std::string& output = "motherboard-vendor=ACME\nmotherboard-model=B1\n");
+    void AnswerScan(const std::vector<std::string>& devices);
+    void AnswerReport(const std::string& device, const std::string& serial, int temperature,
+                      int exitStatus = 0);
+    void FailScan();
+
+    // Load, the call that lends a thread, Close, the end of that thread, Unload.
+    void Create();
+    void Run();
+    void Close();
+    void Join();
+    void Unload();
+
+    // Create and Run, until the first handlers of the loop have run; and all the way back.
+    void Start();
+    void Stop();
+
+    // A document, waiting until it is processed. `Post` does not wait and returns the lent buffer.
+    void Request(const std::string& children);
+    void Configure(const std::string& text);
+    const void* Post(const std::string& text);
+    void AwaitRelease(const void* buffer);
+
+    // Everything that the loop had begun or queued is done.
+    void Settle() { AwaitRelease(Post("")); }
+
+    // Moves the clock until the condition holds: once by `step`, then waits.
+    void Pass(std::chrono::seconds step, const std::function<bool(const CFakeHost::Record&)>& until);
+
+    // Five seconds: one run of the housekeeping, told by the chip's poll.
+    void Housekeeping();
+
+    bool WaitUntil(const std::function<bool(const CFakeHost::Record&)>& condition);
+
+    [[nodiscard]] std::vector<std::string> Documents(MessageCategory category) const;
+    [[nodiscard]] std::string LastDocument(MessageCategory category) const;
+    [[nodiscard]] int CountLog(const std::string& text) const;
+    [[nodiscard]] int CountProgram(const CFakeHost::Arguments& arguments) const;
+
+    // Uses the fake controller, found through this tool.
+    void UseController(bool lsi = true);
+
+    CTempDir m_dir;
+    CFakeHost m_host;
+    Environment m_environment;
+    const std::shared_ptr<ChipScript> m_chip = std::make_shared<ChipScript>();
+    const std::shared_ptr<CControllerScript> m_controller = std::make_shared<CControllerScript>();
+    bool m_hasChip = false;
+    std::unique_ptr<CCorvane> m_manager;
+
+private:
+    CWorkingDirectory m_cwd{m_dir.Path()};
+    std::thread m_runThread;
+    std::mutex m_mutex; // guards the rest
+    std::map<CFakeHost::Arguments, CFakeHost::Answer> m_answers;
+    std::deque<std::string> m_lent; // buffers as the host lends them, kept for good
+};
+
+// A scan answer, a report answer as smartctl prints them.
+std::string ScanJson(const std::vector<std::string>& devices);
+std::string ReportJson(const std::string& serial, int temperature, int exitStatus);
+inline constexpr const char* kSmartctlVersionJson =
+    R"({"smartctl":{"version":[7,4],"svn_revision":"5530","build_info":"local build","exit_status":0}})";

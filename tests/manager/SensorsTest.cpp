@@ -1,0 +1,165 @@
+#include "frame/Log.h"
+#include "host/SimTime.h"
+#include "tests/manager/ManagerRig.h"
+
+namespace
+{
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kRefreshRequest = R"(<Sensors ID="3604480" Refresh="1"/>)";
+
+class Sensors : public ManagerRig
+{
+protected:
+    Sensors()
+    {
+        m_hasChip = true;
+        m_dir.Write("hwmconfig.xml", "<x/>");
+        AnswerScan({});
+    }
+
+    // What the next housekeeping sends.
+    std::vector<std::string> NextDocuments()
+    {
+        m_host.Forget();
+        Housekeeping();
+        return Documents(MessageCategory::StatusDocument);
+    }
+};
+
+TEST_F(Sensors, MonitoringAndWatchdogStartWithTheLoopAndEndWithRun)
+{
+    Start();
+    EXPECT_THAT(m_chip->calls.All(), ElementsAre("board ACME B1", "init", "arm 40"));
+    EXPECT_EQ(CountLog("SENSORS: Found Chip of ACME"), 1);
+    Close();
+    Join();
+    EXPECT_THAT(m_chip->calls.All(),
+                ElementsAre("board ACME B1", "init", "arm 40", "stop monitoring", "disarm", "destroyed"));
+    const std::vector<std::string> info = m_host.LogTexts(LogInfo);
+    EXPECT_THAT(std::vector<std::string>(info.end() - 2, info.end()),
+                ElementsAre("SENSORS: Stopping sensor monitoring.", "SENSORS: Stopping watchdog."));
+}
+
+TEST_F(Sensors, TheConfigurationTellsThemOnceTheStartHasRun)
+{
+    Start();
+    const std::vector<std::string> documents = Documents(MessageCategory::ConfigDocument);
+    EXPECT_THAT(documents.at(documents.size() - 2), Not(HasSubstr("<Sensors")));
+    EXPECT_THAT(
+        documents.back(),
+        HasSubstr(
+            R"(<Watchdogs ID="3604480"><Watchdog Source="Chip of ACME" Enabled="1" Timeout="40" /></Watchdogs>)"
+            R"(<Sensors ID="3604480" Enabled="1" Status="0"><Temperature Full="1" /></Sensors><SystemInfo)"));
+}
+
+TEST_F(Sensors, SwitchedOffTheyStayOffInTheFile)
+{
+    m_dir.Write(
+        kConfigurationFile,
+        R"(<zDVR><Watchdogs><Watchdog Enabled="0" Timeout="120"/></Watchdogs><Sensors Enabled="0"/></zDVR>)");
+    Start();
+    const int polls = m_chip->polls;
+    Stop();
+    EXPECT_EQ(polls, 0);
+    EXPECT_THAT(m_chip->calls.All(), ElementsAre("board ACME B1", "destroyed"));
+    EXPECT_THAT(
+        LastDocument(MessageCategory::ConfigDocument),
+        HasSubstr(
+            R"(Enabled="0" Timeout="120" /></Watchdogs><Sensors ID="3604480" Enabled="0" Status="2" />)"));
+}
+
+TEST_F(Sensors, AnUnknownBoardHasNeither)
+{
+    m_chip->monitors = false;
+    m_chip->armsWatchdog = false;
+    m_chip->allowsWatchdog = false;
+    m_chip->hasNews = true;
+    Start();
+    m_manager->PostWatchdogPing();
+    const std::string document = LastDocument(MessageCategory::ConfigDocument);
+    Stop();
+    EXPECT_THAT(document,
+                HasSubstr(R"(<Watchdogs ID="3604480" /><Sensors ID="3604480" Enabled="1" Status="3" />)"));
+    EXPECT_THAT(m_chip->calls.All(), ElementsAre("board ACME B1", "init", "arm 40", "destroyed"));
+    EXPECT_EQ(m_chip->polls, 0);
+    EXPECT_TRUE(Documents(MessageCategory::StatusDocument).empty()) << "no document polls a chip at rest";
+}
+
+TEST_F(Sensors, WithoutAChipTheLogSaysSo)
+{
+    m_hasChip = false;
+    Start();
+    m_manager->PostWatchdogPing();
+    EXPECT_THAT(m_host.LogTexts(LogError),
+                testing::IsSupersetOf({"SENSORS: Watchdog timer not started",
+                                       "SENSORS: Disabled sensors - unsupported or no super I/O."}));
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), Not(HasSubstr("<Sensors")));
+}
+
+TEST_F(Sensors, WithoutAChipASwitchedOffWatchdogIsNotMissed)
+{
+    m_hasChip = false;
+    m_dir.Write(kConfigurationFile, R"(<zDVR><Watchdogs><Watchdog Enabled="0"/></Watchdogs></zDVR>)");
+    Start();
+    EXPECT_EQ(CountLog("SENSORS: Watchdog timer not started"), 0);
+}
+
+TEST_F(Sensors, ReachTheHostWithAnAlarmOrOnRequest)
+{
+    Start();
+    m_chip->hasNews = true;
+    EXPECT_TRUE(NextDocuments().empty()) << "news without an alarm state";
+    m_chip->hasAlarm = true;
+    EXPECT_THAT(NextDocuments(), ElementsAre(R"(<?xml ?><zDVR><Storage ID="3604480" /><Sensors ID="3604480">)"
+                                             R"(<Temperature Full="0" /></Sensors></zDVR>)"));
+    m_chip->hasAlarm = false;
+    m_chip->hasNews = false;
+    Request(kRefreshRequest);
+    EXPECT_TRUE(NextDocuments().empty()) << "nothing to carry: the request waits";
+    m_chip->hasNews = true;
+    EXPECT_EQ(NextDocuments().size(), 1U);
+    EXPECT_TRUE(NextDocuments().empty()) << "the request is answered";
+}
+
+TEST_F(Sensors, RequestsLessThanFiveSecondsApartAreOne)
+{
+    Start();
+    m_chip->hasNews = true;
+    for (const char* ignored :
+         {R"(<Sensors ID="3604480" Refresh="0"/>)", R"(<Sensors ID="3604480" Refresh="2"/>)",
+          R"(<Sensors ID="5" Refresh="1"/>)", R"(<Sensors Refresh="1"/>)"})
+    {
+        Request(ignored);
+    }
+    EXPECT_TRUE(NextDocuments().empty());
+    Request(std::string(R"(<Sensors ID="5" Refresh="1"/>)") + kRefreshRequest);
+    EXPECT_EQ(NextDocuments().size(), 1U); // five seconds later
+    Request(kRefreshRequest);
+    EXPECT_EQ(NextDocuments().size(), 1U) << "more than four seconds after the accepted one";
+
+    host::simtime::Advance(std::chrono::seconds(4));
+    Request(kRefreshRequest); // nine seconds after it
+    host::simtime::Advance(std::chrono::seconds(4));
+    Request(kRefreshRequest); // four seconds after that one
+    Housekeeping();
+    EXPECT_TRUE(NextDocuments().empty()) << "the second one was not taken";
+}
+
+TEST_F(Sensors, EachReturnedHeartbeatIsOnePing)
+{
+    Start();
+    m_manager->PostWatchdogPing();
+    m_manager->PostWatchdogPing();
+    EXPECT_TRUE(WaitUntil([this](const CFakeHost::Record&) { return m_chip->calls.Count("ping") == 2; }));
+    host::simtime::Advance(std::chrono::seconds(1));
+    EXPECT_TRUE(WaitUntil([](const CFakeHost::Record& told) { return told.heartbeats == 1; }));
+    Close();
+    Join();
+    m_manager->PostWatchdogPing();
+    Unload();
+    EXPECT_EQ(m_chip->calls.Count("ping"), 2);
+}
+} // namespace

@@ -1,0 +1,243 @@
+#include "frame/Log.h"
+#include "host/SimTime.h"
+#include "tests/manager/ManagerRig.h"
+
+#include <map>
+#include <random>
+
+// Closing in every phase. What always holds: each armed timer says once that it ends, each lent buffer comes
+// back once, and nothing is told after Run has returned but the buffers that Unload gives back.
+namespace
+{
+constexpr const char* kRefresh =
+    R"(<zDVR Delta="1"><Storage ID="3604480"><Refresh Controllers="all"/></Storage></zDVR>)";
+
+class Stopping : public ManagerRig
+{
+protected:
+    Stopping()
+    {
+        m_hasChip = true;
+        m_dir.Write(kConfigurationFile,
+                    R"(<zDVR><Storage TqselftestLogEnabled="1" RefreshIntervalSec="1"/></zDVR>)");
+        for (ControllerKind* kind : {&m_environment.lsi, &m_environment.adaptec})
+        {
+            kind->version = [] { return ToolVersion{}; };
+            kind->create = [](bool) { return nullptr; };
+        }
+        AnswerScan({"/dev/sda"});
+        AnswerReport("/dev/sda", "S1", 30);
+    }
+
+    void Hang(const CFakeHost::Arguments& arguments, bool noStart = false)
+    {
+        Answer(arguments, {.hang = true, .noStart = noStart});
+    }
+
+    void AwaitHanging()
+    {
+        EXPECT_TRUE(WaitUntil([this](const CFakeHost::Record&) { return m_host.HangingCount() > 0; }));
+    }
+
+    // After Close: joins, unloads and checks. `timers`: how many were armed.
+    void ExpectCleanEnd(int timers, const std::vector<const void*>& lent)
+    {
+        Join();
+        const CFakeHost::Record atEnd = m_host.Told();
+        Unload();
+        const CFakeHost::Record after = m_host.Told();
+        EXPECT_EQ(after.log.size(), atEnd.log.size());
+        EXPECT_EQ(after.documents.size(), atEnd.documents.size());
+        EXPECT_EQ(after.programs.size(), atEnd.programs.size());
+        EXPECT_EQ(after.heartbeats, atEnd.heartbeats);
+
+        for (int number = 0; number < 4; ++number)
+        {
+            const std::string line = "CORVANEPI: Will not reschedule " + std::to_string(number) + " timer";
+            const auto lines =
+                std::count_if(after.log.begin(), after.log.end(),
+                              [&line](const CFakeHost::LogLine& logged)
+                              { return logged.level == LogDebug && logged.text.starts_with(line); });
+            EXPECT_EQ(lines, number < timers ? 1 : 0) << line;
+        }
+
+        std::map<std::uint64_t, int> releases;
+        for (const std::uint64_t address : after.releases)
+        {
+            ++releases[address];
+        }
+        for (const void* buffer : lent)
+        {
+            EXPECT_EQ(releases[reinterpret_cast<std::uintptr_t>(buffer)], 1);
+        }
+        EXPECT_EQ(m_chip->calls.Count("arm 40"), m_chip->calls.Count("disarm"));
+        EXPECT_EQ(m_host.LogTexts(LogError), std::vector<std::string>{});
+    }
+
+    int Titles() { return CountLog("CORVANEPI: Status Update"); }
+};
+
+TEST_F(Stopping, BeforeRunOnlyTheStepsBeforeTheStorageAreTaken)
+{
+    Create();
+    const void* early = Post("<zDVR/>");
+    Close();
+    const void* late = Post("<zDVR/>");
+    m_manager->WaitUntilStarted();
+    Run();
+    Join();
+    EXPECT_TRUE(m_host.Programs().empty()) << "the link is closed";
+    EXPECT_TRUE(m_host.Told().releases.empty());
+    m_host.Forget();
+    Unload();
+    EXPECT_THAT(m_host.Told().releases,
+                testing::UnorderedElementsAre(reinterpret_cast<std::uintptr_t>(early),
+                                              reinterpret_cast<std::uintptr_t>(late)));
+    EXPECT_TRUE(m_host.LogTexts().empty());
+}
+
+TEST_F(Stopping, WithoutAnyRunTheBuffersStillComeBack)
+{
+    Create();
+    const void* buffer = Post("<zDVR/>");
+    m_manager->PostWatchdogPing();
+    Unload();
+    EXPECT_THAT(m_host.Told().releases, testing::ElementsAre(reinterpret_cast<std::uintptr_t>(buffer)));
+}
+
+struct HangCase
+{
+    const char* name;
+    CFakeHost::Arguments program;
+    bool noStart;
+    int timers; // armed by then, or later
+};
+
+const auto kHangCases = std::to_array<HangCase>({
+    {"SystemInformation", {"scripts/sysinfo.sh"}, false, 0},
+    {"SystemInformationNeverAnswered", {"scripts/sysinfo.sh"}, true, 0},
+    {"ToolVersion", {"./smartctl", "-jV"}, false, 0},
+    {"FirstScan", {"./smartctl", "-j", "--scan"}, false, 4},
+    {"FirstReport", {"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"}, false, 4},
+});
+
+class HangingStart : public Stopping, public testing::WithParamInterface<HangCase>
+{
+};
+
+TEST_P(HangingStart, IsEndedByClose)
+{
+    m_environment.createSuperIo = [](const std::string&, const SuperIoInfo&) { return nullptr; };
+    m_hasChip = false;
+    m_dir.Write(kConfigurationFile, R"(<zDVR><Watchdogs><Watchdog Enabled="0"/></Watchdogs></zDVR>)");
+    Hang(GetParam().program, GetParam().noStart);
+    Create();
+    Run();
+    AwaitHanging();
+    const void* document = Post(kRefresh);
+    m_manager->PostWatchdogPing();
+    Close();
+    Join();
+    EXPECT_EQ(Documents(MessageCategory::StatusDocument).size(), 0U) << "half a start is not told";
+    // The error lines of a cut-off tool are right; what else there is must not be an error of the disks.
+    const CFakeHost::Record atEnd = m_host.Told();
+    Unload();
+    const CFakeHost::Record after = m_host.Told();
+    int lines = 0;
+    for (const CFakeHost::LogLine& line : after.log)
+    {
+        lines += line.text.starts_with("CORVANEPI: Will not reschedule ") ? 1 : 0;
+        EXPECT_EQ(line.text.find("removed"), std::string::npos);
+    }
+    EXPECT_EQ(lines, GetParam().timers);
+    EXPECT_EQ(after.log.size(), atEnd.log.size());
+    EXPECT_THAT(after.releases, testing::ElementsAre(reinterpret_cast<std::uintptr_t>(document)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, HangingStart, testing::ValuesIn(kHangCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(Stopping, AnIdleLoopEndsItsTimers)
+{
+    Start();
+    Close();
+    ExpectCleanEnd(4, {});
+    EXPECT_EQ(CountLog("CORVANEPI: Will not reschedule 3 timer. m_stopped=true, error_code=125, "
+                       "error_description=Operation canceled"),
+              1);
+}
+
+TEST_F(Stopping, AHungToolInTheLoopEndsAndWhatWaitsBehindItIsDropped)
+{
+    Start();
+    const int titles = Titles();
+    const std::size_t documents = m_host.Documents().size();
+    Hang({"./smartctl", "-j", "--scan"});
+    Post("");
+    const void* request = Post("<zDVR/>");
+    host::simtime::Advance(std::chrono::seconds(1)); // the scan timer
+    AwaitHanging();
+    const void* behind = Post("<zDVR/>");
+    m_manager->PostWatchdogPing();
+    Close();
+    ExpectCleanEnd(4, {request, behind});
+    EXPECT_LE(Titles(), titles + 2) << "the one behind the tool is not processed";
+    EXPECT_EQ(m_host.Documents().size(), documents) << "what a cut-off scan saw is told to nobody";
+}
+
+TEST_F(Stopping, AHungCoreDumpScriptEndsToo)
+{
+    Start();
+    m_dir.Write("enabledumps", "");
+    Hang({"scripts/config_core_pattern.sh", "enable"});
+    host::simtime::Advance(std::chrono::seconds(1));
+    AwaitHanging();
+    m_manager->PostWatchdogPing();
+    Close();
+    ExpectCleanEnd(4, {});
+    EXPECT_EQ(m_chip->calls.Count("ping"), 0);
+}
+
+// Threads of the host at work, timers due at any moment, and Close somewhere in between.
+TEST_F(Stopping, AtAnyMomentOfABusyLoop)
+{
+    std::minstd_rand random(std::random_device{}());
+    Start();
+    std::vector<const void*> requests;
+    std::vector<const void*> more;
+    std::atomic<bool> ready{false};
+    const auto hostThread = [this, &ready](std::vector<const void*>& lent)
+    {
+        for (int i = 0; i < 40; ++i)
+        {
+            lent.push_back(Post(R"(<zDVR><Sensors ID="3604480" Refresh="1"/></zDVR>)"));
+            m_manager->PostWatchdogPing();
+            ready = true;
+        }
+    };
+    std::thread first(hostThread, std::ref(requests));
+    std::thread second(hostThread, std::ref(more));
+    std::thread time(
+        []
+        {
+            for (int i = 0; i < 40; ++i)
+            {
+                host::simtime::Advance(std::chrono::milliseconds(500));
+            }
+        });
+    while (!ready)
+    {
+        std::this_thread::yield();
+    }
+    for (auto spins = random() % 2000; spins > 0; --spins)
+    {
+        std::this_thread::yield();
+    }
+    Close();
+    first.join();
+    second.join();
+    time.join();
+    requests.insert(requests.end(), more.begin(), more.end());
+    ExpectCleanEnd(4, requests);
+}
+} // namespace

@@ -1,0 +1,229 @@
+#include "frame/Log.h"
+#include "host/SimTime.h"
+#include "tests/manager/ManagerRig.h"
+
+#include <filesystem>
+
+namespace
+{
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr const char* kRefresh =
+    R"(<zDVR Delta="1"><Storage ID="3604480"><Refresh Controllers="all"/></Storage></zDVR>)";
+
+// Two disks; a chip, because its polls tell the housekeeping.
+class StoragePasses : public ManagerRig
+{
+protected:
+    StoragePasses()
+    {
+        m_hasChip = true;
+        AnswerScan({"/dev/sda", "/dev/sdb"});
+        AnswerReport("/dev/sda", "S1", 30);
+        AnswerReport("/dev/sdb", "S2", 31);
+    }
+
+    // One run of the scan timer.
+    void Scan()
+    {
+        const int before = Scans();
+        Pass(std::chrono::seconds(60),
+             [this, before](const CFakeHost::Record& told) { return Count(told, m_scan) > before; });
+    }
+
+    int Scans() { return CountProgram(m_scan); }
+
+    static int Count(const CFakeHost::Record& told, const CFakeHost::Arguments& arguments)
+    {
+        return static_cast<int>(std::count(told.programs.begin(), told.programs.end(), arguments));
+    }
+
+    std::vector<std::string> Status() { return Documents(MessageCategory::StatusDocument); }
+
+    static std::string Storage(const std::string& disks)
+    {
+        return R"(<?xml ?><zDVR><Storage ID="3604480">)" + disks + "</Storage></zDVR>";
+    }
+
+    const CFakeHost::Arguments m_scan{"./smartctl", "-j", "--scan"};
+};
+
+TEST_F(StoragePasses, TheFirstStatusIsCompleteAndLaterOnesTellChanges)
+{
+    Start();
+    EXPECT_THAT(
+        Status(),
+        ElementsAre(Storage(
+            R"(<Disk Name="/dev/sda" Message="Healthy" Time="1700395200" Milliseconds="0" Alarm="0" />)"
+            R"(<Disk Name="/dev/sdb" Message="Healthy" Time="1700395200" Milliseconds="0" Alarm="0" />)")));
+    m_host.Forget();
+    Housekeeping();
+    EXPECT_THAT(Status(), IsEmpty()) << "nothing has changed";
+
+    AnswerReport("/dev/sdb", "S2", 56);
+    Pass(std::chrono::seconds(3600),
+         [this](const CFakeHost::Record& told) {
+             return Count(told, {"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sdb"}) == 1;
+         });
+    Housekeeping();
+    EXPECT_THAT(Status(), ElementsAre(testing::AllOf(
+                              HasSubstr(R"(<Disk Name="/dev/sdb" Message="threshold exceeded")"),
+                              HasSubstr(R"(Alarm="1"><Attribute Id="194")"), Not(HasSubstr("/dev/sda")))));
+}
+
+TEST_F(StoragePasses, AQuickScanConfirmsAndAsksNoReports)
+{
+    Start();
+    m_host.Forget();
+    Scan();
+    EXPECT_THAT(m_host.Programs(), ElementsAre(m_scan));
+    EXPECT_THAT(m_host.LogTexts(LogDebug), ElementsAre("ScanStorage calling UpdateStorage"));
+    EXPECT_THAT(m_host.Documents(), IsEmpty());
+}
+
+TEST_F(StoragePasses, AFailedScanIsAPollErrorWithoutAlarmAndLoss)
+{
+    Start();
+    FailScan();
+    m_host.Forget();
+    Scan();
+    Scan();
+    Scan();
+    EXPECT_THAT(Status(), ElementsAre(Storage(R"(<Disk Name="/dev/sda" Message="poll error" />)"
+                                              R"(<Disk Name="/dev/sdb" Message="poll error" />)")));
+    EXPECT_EQ(CountLog("Plugin detected disk '/dev/sda' has been removed"), 0);
+    m_host.Forget();
+    AnswerScan({"/dev/sdb"});
+    Scan();
+    EXPECT_EQ(CountLog("Plugin detected disk '/dev/sda' has been removed"), 1);
+    EXPECT_THAT(Status(),
+                ElementsAre(testing::AllOf(HasSubstr(R"(<Disk Name="/dev/sda" Message="Offline" Time=)"),
+                                           HasSubstr(R"(<Disk Name="/dev/sdb" Message="Healthy" />)"))));
+}
+
+TEST_F(StoragePasses, ARemovedDiskIsToldOnceAndComesBack)
+{
+    Start();
+    AnswerScan({"/dev/sda"});
+    m_host.Forget();
+    Scan();
+    Scan();
+    Scan();
+    EXPECT_EQ(CountLog("Plugin detected disk '/dev/sdb' has been removed"), 1);
+    EXPECT_THAT(m_host.LogTexts(LogWarning), testing::Contains("/dev/sdb alarmed - Offline"));
+    EXPECT_EQ(Status().size(), 1U);
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument),
+                testing::AllOf(HasSubstr(R"(<Disk Name="/dev/sdb")"), HasSubstr(R"(Attached="0")")));
+    AnswerScan({"/dev/sda", "/dev/sdb"});
+    m_host.Forget();
+    Scan();
+    EXPECT_THAT(Status(),
+                ElementsAre(testing::AllOf(HasSubstr(R"(<Disk Name="/dev/sdb" Message="Healthy" Time=)"),
+                                           HasSubstr(R"(Alarm="0")"), Not(HasSubstr("/dev/sda")))));
+}
+
+TEST_F(StoragePasses, ADiskThatAQuickScanMetIsIgnoredForGood)
+{
+    Start();
+    AnswerScan({"/dev/sda", "/dev/sdb", "/dev/sdc"});
+    AnswerReport("/dev/sdc", "S3", 30);
+    Scan();
+    EXPECT_EQ(CountLog("SMARTCTL: ignore /dev/sdc (new)"), 1);
+    Configure(kRefresh);
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), Not(HasSubstr("/dev/sdc")));
+}
+
+TEST_F(StoragePasses, WithoutSmartctlNothingAsksIt)
+{
+    Answer({"./smartctl", "-jV"}, {.startError = 2});
+    Start();
+    EXPECT_EQ(CountLog("SMARTCTL: failed to get version (smartctl ExecuteVersion IPC failed)"), 1);
+    EXPECT_EQ(CountLog("smartctl missing - disabling SMART feature."), 1);
+    const int polls = m_chip->polls;
+    Pass(std::chrono::seconds(3600),
+         [this, polls](const CFakeHost::Record&) { return m_chip->polls > polls; });
+    EXPECT_THAT(m_host.Programs(), testing::UnorderedElementsAre(ElementsAre("scripts/sysinfo.sh"),
+                                                                 ElementsAre("./smartctl", "-jV")));
+}
+
+TEST_F(StoragePasses, TheModuleDocumentListsTheToolsThatAreThere)
+{
+    UseController(false);
+    m_controller->Change([](ControllerState& state) { state.present = false; });
+    Start();
+    EXPECT_EQ(Documents(MessageCategory::ConfigDocument).at(0),
+              R"(<?xml ?><zDVR Delta="0"><Modules><Module Name="CorvanePI" ID="3604480" Version="26.1.7.3">)"
+              R"(<Library Name="smartctl" Filename="smartctl" Version="7.4 5530 local build" />)"
+              R"(<Library Name="arcconf" Filename="arcconf" Version="1.2.3" /></Module></Modules></zDVR>)");
+    const std::vector<std::string> warnings = m_host.LogTexts(LogWarning);
+    EXPECT_THAT(std::vector<std::string>(warnings.begin(), warnings.begin() + 4),
+                ElementsAre("smartctl found - enabling SMART feature.",
+                            "tqselftest missing - disabling self-test feature.",
+                            "storcli missing - disabling LSI RAID feature.",
+                            "arcconf found - enabling Adaptec RAID feature."));
+    EXPECT_EQ(m_host.LogTexts(LogError).at(0), "STORCLI: failed to get version (not there)");
+}
+
+TEST_F(StoragePasses, PreparationIsCheckedExceptOnAKSeries)
+{
+    AnswerSysInfo("motherboard-vendor=ACME\n");
+    Start();
+    EXPECT_EQ(CountLog("DRIVEPREP: S1 (device /dev/sda) DOES NOT need prep."), 1);
+    Stop();
+    m_host.Forget();
+    m_dir.Write("tqsysteminfo.xml", R"(<x><family value="k_series"/></x>)");
+    Start();
+    EXPECT_EQ(CountLog("DRIVEPREP: S1 (device /dev/sda) DOES NOT need prep."), 0);
+    EXPECT_EQ(CountLog("DRIVEPREP: K-Series system; data drive prep not applicable."), 1);
+}
+
+TEST_F(StoragePasses, SlotsComeFromTheBoardsTable)
+{
+    AnswerSysInfo("motherboard-vendor=ACME\nmotherboard-model=B1\ndrive-index=4\ndrive-serial=S1\n"
+                  "drive-index=2\ndrive-serial=S2\n");
+    m_dir.Write("hwmconfig.xml",
+                R"(<x/><SmartConfig><Motherboard Name="B1"><DriveSlot ScsiId="4" DisplayOrder="9"/>)"
+                R"(<DriveSlot ScsiId="2" DisplayOrder="8"/></Motherboard></SmartConfig>)");
+    Start();
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument),
+                testing::ContainsRegex("sda.*NonRaidPort=\"2\".*sdb.*NonRaidPort=\"1\""));
+}
+
+TEST_F(StoragePasses, SlotsComeFromTheBayLinks)
+{
+    const std::string device = m_dir.Write("dev-sdc", "");
+    std::filesystem::create_directory(m_dir.File("by-slot"));
+    std::filesystem::create_symlink(device, m_dir.File("by-slot/6"));
+    AnswerScan({device});
+    AnswerReport(device, "S3", 30);
+    Start();
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), HasSubstr(R"(NonRaidPort="6")"));
+}
+
+TEST_F(StoragePasses, TheHealthLogIsWrittenOnceInItsWindow)
+{
+    m_dir.Write(kConfigurationFile, R"(<zDVR><Storage DailyLogTime="12:00 PM"/></zDVR>)");
+    AnswerScan({"/dev/sda"});
+    Start();
+    const std::vector<std::string> info = m_host.LogTexts(LogInfo);
+    const auto first = std::find(info.begin(), info.end(), "Disk /dev/sda overall health assessment : OK");
+    ASSERT_NE(first, info.end());
+    EXPECT_THAT(std::vector<std::string>(first + 1, first + 4),
+                ElementsAre("| Time | Device | SMART ID | Value | Threshold |",
+                            "| Sun Nov 19 12:00:00 2023 | /dev/sda | 005 | 100 | 007 |",
+                            "| Sun Nov 19 12:00:00 2023 | /dev/sda | 194 | 030 | 000 |"));
+    Scan();
+    EXPECT_EQ(CountLog("Disk /dev/sda overall health assessment : OK"), 1)
+        << "still in the window, but disarmed";
+}
+
+TEST_F(StoragePasses, AnUnusableLogTimeIsReplacedInTheFile)
+{
+    m_dir.Write(kConfigurationFile, R"(<zDVR><Storage DailyLogTime="noon"/></zDVR>)");
+    Start();
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), HasSubstr(R"(DailyLogTime="1:00 AM")"));
+}
+} // namespace

@@ -1,0 +1,155 @@
+#include "tests/plugin/LoadedPlugin.h"
+
+#include "host/SimTime.h"
+
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <stdexcept>
+
+namespace
+{
+constexpr std::int64_t kLimitSec = 60;
+
+// The kernel's own clock, whatever the process clock shows.
+std::int64_t KernelSeconds()
+{
+    timespec now{};
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+} // namespace
+
+CLoadedPlugin::CLoadedPlugin() : m_library(dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL))
+{
+    if (m_library == nullptr)
+    {
+        throw std::runtime_error(dlerror());
+    }
+}
+
+CLoadedPlugin::~CLoadedPlugin()
+{
+    dlclose(m_library);
+}
+
+void* CLoadedPlugin::Symbol(const char* name) const
+{
+    return dlsym(m_library, name);
+}
+
+void CLoadedPlugin::Load(LoadRecord& record)
+{
+    Record<24> hostInfo;
+    hostInfo.Put(16, CFakeHost::Callback());
+    EXPECT_EQ(reinterpret_cast<Function2>(Symbol("Load"))(hostInfo.bytes.data(), record.bytes.data()), 0);
+}
+
+void CLoadedPlugin::Open()
+{
+    EXPECT_EQ(reinterpret_cast<Function>(Symbol("Open"))(), 0);
+}
+
+void CLoadedPlugin::Close()
+{
+    EXPECT_EQ(reinterpret_cast<Function>(Symbol("Close"))(), 0);
+}
+
+void CLoadedPlugin::Unload()
+{
+    EXPECT_EQ(reinterpret_cast<Function>(Symbol("Unload"))(), 0);
+}
+
+WriteReply CLoadedPlugin::Write(std::uint64_t source, std::uint64_t category, const void* data,
+                                std::int32_t length)
+{
+    Record<8 + 224> message;
+    message.Put(16, length);
+    message.Put(24, data);
+    message.Put(32, source);
+    message.Put(48, category);
+    WriteReply reply;
+    EXPECT_EQ(reinterpret_cast<Function2>(Symbol("Write"))(message.bytes.data(), reply.bytes.data()), 0);
+    return reply;
+}
+
+IoctlReply CLoadedPlugin::Ioctl(std::uint32_t code, const void* data, std::uint32_t length)
+{
+    Record<40> request;
+    request.Put(8, code);
+    request.Put(24, length);
+    request.Put(32, data);
+    IoctlReply reply;
+    EXPECT_EQ(reinterpret_cast<Function2>(Symbol("IOCTL"))(request.bytes.data(), reply.bytes.data()), 0);
+    return reply;
+}
+
+PluginRig::PluginRig()
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    host::simtime::UseManual(std::chrono::seconds(kStartUtc));
+}
+
+PluginRig::~PluginRig()
+{
+    CloseAndUnload();
+    host::simtime::UsePassThrough();
+}
+
+void PluginRig::CloseAndUnload()
+{
+    m_plugin.Close();
+    if (m_run.joinable())
+    {
+        m_run.join();
+    }
+    m_plugin.Unload();
+}
+
+const std::string& PluginRig::Lend(const std::string& text)
+{
+    return m_lent.emplace_back(text);
+}
+
+void PluginRig::Settle()
+{
+    const std::string& empty = Lend("");
+    m_plugin.Write(kForeignSource, 4, empty.data(), 0);
+    const auto address = reinterpret_cast<std::uintptr_t>(empty.data());
+    EXPECT_TRUE(WaitUntil([address](const CFakeHost::Record& told)
+                          { return std::count(told.releases.begin(), told.releases.end(), address) != 0; }));
+}
+
+// Looks again and again: how long the kernel would wait for a moved process clock nobody knows.
+bool PluginRig::WaitUntil(const std::function<bool(const CFakeHost::Record&)>& condition)
+{
+    constexpr timespec kPause{0, 200'000};
+    const std::int64_t end = KernelSeconds() + kLimitSec;
+    while (!condition(m_host.Told()))
+    {
+        if (KernelSeconds() > end)
+        {
+            return false;
+        }
+        syscall(SYS_nanosleep, &kPause, nullptr);
+    }
+    return true;
+}
+
+std::vector<std::string> PluginRig::Documents(MessageCategory category) const
+{
+    std::vector<std::string> texts;
+    for (const CFakeHost::Document& document : m_host.Documents())
+    {
+        if (document.category == static_cast<std::uint64_t>(category))
+        {
+            texts.push_back(document.text);
+        }
+    }
+    return texts;
+}
