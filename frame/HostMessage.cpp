@@ -56,11 +56,3 @@ bool SendIpcFrame(const void* frame, std::size_t length)
     return GetHostCallback() != nullptr &&
            SendToHost(MessageCategory::IpcFrameMessage, kTypeNone, frame, length) == 0;
 }
-
-CBufferRelease::~CBufferRelease()
-{
-    if (m_data != nullptr)
-    {
-        ReleaseBuffer(m_data);
-    }
-}

@@ -69,26 +69,10 @@ void SendDocument(const CXmlDocument& document, MessageCategory category);
 
 void SendHeartbeat();
 
-// Gives a host buffer back. Exactly once for each kept buffer; see CBufferRelease.
+// Gives a host buffer back. Exactly once for each kept buffer: it serves as the deleter
+// of the pointer that travels inside the posted handler, so a handler that never runs gives its buffer back
+// too.
 void ReleaseBuffer(const void* data);
 
 // Sends one process frame; true when the host took it.
 bool SendIpcFrame(const void* frame, std::size_t length);
-
-// Owns the duty to give one host buffer back: it travels inside the posted handler, so the buffer is released
-// when the handler has run, and also when the handler is thrown away unrun. Move-only.
-class CBufferRelease
-{
-public:
-    explicit CBufferRelease(const void* data) : m_data(data) {}
-    CBufferRelease(CBufferRelease&& other) noexcept : m_data(other.m_data) { other.m_data = nullptr; }
-    CBufferRelease(const CBufferRelease&) = delete;
-    CBufferRelease& operator=(const CBufferRelease&) = delete;
-    CBufferRelease& operator=(CBufferRelease&&) = delete;
-    ~CBufferRelease();
-
-    [[nodiscard]] const void* Data() const { return m_data; }
-
-private:
-    const void* m_data;
-};

@@ -134,19 +134,4 @@ TEST_F(HostMessageSend, FrameIsTakenOnlyWhenTheHostAnswersZero)
     EXPECT_FALSE(SendIpcFrame(kFrame, sizeof kFrame));
     EXPECT_EQ(g_calls.size(), 2U);
 }
-
-TEST_F(HostMessageSend, KeptBufferIsReleasedOnceByTheLastOwner)
-{
-    {
-        CBufferRelease first(&g_hostBuffer);
-        {
-            const CBufferRelease second(std::move(first));
-            EXPECT_EQ(second.Data(), &g_hostBuffer);
-            EXPECT_TRUE(g_calls.empty());
-        }
-        EXPECT_EQ(g_calls.size(), 1U);
-    }
-    ASSERT_EQ(g_calls.size(), 1U);
-    EXPECT_EQ(Get<std::uint64_t>(g_calls[0], 16), reinterpret_cast<std::uintptr_t>(&g_hostBuffer));
-}
 } // namespace

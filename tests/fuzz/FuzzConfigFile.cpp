@@ -47,34 +47,36 @@ std::int32_t Receive(const HostMessage* message, void* /*reserved*/)
     return 0;
 }
 
-// In memory where there is such a place: each run saves with care.
-const std::string& Directory()
+// In memory where there is such a place, because each run saves with care. Removed at the end of the process.
+class CDirectory
 {
-    static const std::string directory = []
+public:
+    CDirectory()
     {
         const std::filesystem::path memory = "/dev/shm";
-        std::error_code ignored;
-        const bool there = std::filesystem::is_directory(memory, ignored);
-        std::string name =
+        const bool there = std::filesystem::is_directory(memory);
+        m_name =
             ((there ? memory : std::filesystem::temp_directory_path()) / "corvanepi-fuzz-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr)
-        {
-            std::abort();
-        }
-        std::atexit(
-            []
-            {
-                std::error_code error;
-                std::filesystem::remove_all(Directory(), error);
-            });
-        return name;
-    }();
-    return directory;
-}
+        Require(mkdtemp(m_name.data()) != nullptr);
+    }
+    ~CDirectory()
+    {
+        std::error_code ignored; // a leftover directory does no harm
+        std::filesystem::remove_all(m_name, ignored);
+    }
+    CDirectory(const CDirectory&) = delete;
+    CDirectory& operator=(const CDirectory&) = delete;
+
+    [[nodiscard]] const std::string& Name() const { return m_name; }
+
+private:
+    std::string m_name;
+};
 
 std::string File(const char* name)
 {
-    return Directory() + "/" + name;
+    static const CDirectory directory;
+    return directory.Name() + "/" + name;
 }
 
 void WriteFile(const char* name, const std::string& text)
