@@ -29,7 +29,9 @@ std::string MakeDirectory()
 
 CRunningPlugin::CRunningPlugin(Answer answer) : m_directory(MakeDirectory()), m_host(std::move(answer))
 {
-    m_manager = std::make_unique<CCorvane>(SystemEnvironment());
+    Environment environment = SystemEnvironment();
+    environment.detectSuperIo = [] { return SuperIoInfo{}; }; // leaves the ports of this machine alone
+    m_manager = std::make_unique<CCorvane>(std::move(environment));
     m_run = std::thread([this] { m_manager->Run(); });
     m_manager->WaitUntilStarted();
     Pass(); // queued behind the start-up work

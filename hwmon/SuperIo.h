@@ -1,62 +1,145 @@
-// The motherboard's Super I/O chip: hardware monitor and watchdog. No chip class is part of this version, so
-// detection ends as it does on a board without a supported chip; the manager works against this interface.
+// The motherboard's Super I/O chip: hardware monitor and watchdog. CSuperIo is what the manager works with;
+// below it stand the families (DeviceChip.h, SoftwareChip.h) and one source for each chip.
 #pragma once
 
+#include "hwmon/ChipTables.h"
+#include "hwmon/ConfigAccess.h"
+#include "hwmon/Sensor.h"
+
 #include <cstdint>
-#include <memory>
+#include <map>
+#include <mutex>
+#include <span>
 #include <string>
 #include <vector>
 
+class CClock;
+class CPortIo;
 class CXmlDocument;
 class TiXmlElement;
 
-// Chip ID of "no supported chip".
-inline constexpr std::uint32_t kNoChipId = 0xFFF0;
-
-struct SuperIoInfo
+// What a chip is made from. Ports and clock are lent for the chip's life.
+struct ChipContext
 {
-    std::uint32_t chipId = kNoChipId;  // normalised: revision bits cleared
-    std::uint16_t configIndexPort = 0; // 0x2E or 0x4E; the data port is the next one
-    std::uint16_t monitorIndexPort = 0;
-    std::vector<std::uint8_t> enterSequence;
-    std::vector<std::uint8_t> exitSequence;
+    SuperIoInfo info;
+    CPortIo& ports;
+    const CClock& clock;
 };
 
-// One chip. Pings come from the heartbeat thread, everything else from the main loop; each operation has the
-// ports to itself from its first access to its last.
+// One chip. PingWatchdog comes from the heartbeat thread, everything else from the main loop.
+//
+// The index and data ports are state that all operations share, so each operation has the ports to itself
+// from its first access to its last: the public operations take the lock, once, and the virtual ones run with
+// it held. Sensors, board registers and the permission for the watchdog belong to the main loop and are read
+// and written without it.
 class CSuperIo
 {
 public:
     virtual ~CSuperIo();
+    CSuperIo(const CSuperIo&) = delete;
+    CSuperIo& operator=(const CSuperIo&) = delete;
 
     // Reported to the host as the watchdog's source.
-    [[nodiscard]] virtual std::string Description() const = 0;
+    [[nodiscard]] const std::string& Description() const { return m_description; }
 
-    // Identity of the board, matched against the board file.
-    virtual void SetMotherboard(const std::string& vendor, const std::string& model) = 0;
+    // Identity of the board; the model is matched against the board file.
+    void SetMotherboard(const std::string& vendor, const std::string& model);
 
-    // Reads this board's sensors from the board file and starts monitoring them; false when the board is not
-    // in it.
-    virtual bool InitHwMonitoring(const CXmlDocument& boardFile) = 0;
+    // Reads this board's sensors from the board file and starts monitoring them; false, with a log line, when
+    // it has none.
+    bool InitHwMonitoring(const CXmlDocument& boardFile);
 
     // Ends monitoring: the sensor list is emptied.
-    virtual void StopHwMonitoring() = 0;
-    virtual void PollSensors() = 0;
+    void StopHwMonitoring();
 
-    // Appends the sensor elements, all of them when `full`, else the changed ones; true when one carries an
-    // alarm state.
-    virtual bool AddSensorElements(TiXmlElement& parent, bool full) = 0;
+    // Reads all sensors once.
+    void PollSensors();
+
+    // Appends the sensor elements, all of them (after a poll) when `full`, else the changed ones; true when
+    // one carries an alarm state.
+    bool AddSensorElements(TiXmlElement& parent, bool full);
 
     // Whether the board file allows the watchdog on this board.
-    [[nodiscard]] virtual bool IsWatchdogAllowed() const = 0;
+    [[nodiscard]] bool IsWatchdogAllowed() const { return m_watchdogAllowed; }
 
     // True when the watchdog was armed. `timeoutSec`: 10 to 255.
-    virtual bool StartWatchdog(std::uint8_t timeoutSec, const CXmlDocument& boardFile) = 0;
-    virtual void PingWatchdog() = 0;
-    virtual void StopWatchdog() = 0;
+    bool StartWatchdog(std::uint8_t timeoutSec, const CXmlDocument& boardFile);
+    void PingWatchdog();
+    void StopWatchdog(); // may take a second
+
+protected:
+    CSuperIo(const ChipContext& context, std::string description);
+
+    // --- Operations of the chip, called with the lock held.
+
+    // Programs the hardware monitor; the sensors are read already.
+    virtual void DoInitHwMonitoring() = 0;
+    virtual void DoPollSensors() = 0;
+    virtual void DoPingWatchdog() = 0;
+    virtual void DoStopWatchdog() = 0;
+
+    // Configuration mode with that logical device selected, and out of it.
+    virtual void EnterPmeDevice() = 0;
+    virtual void EnterWatchdogDevice() = 0;
+    virtual void EnterHwMonitorDevice() = 0;
+    virtual void LeavePmeDevice() = 0;
+    virtual void LeaveWatchdogDevice() = 0;
+    virtual void LeaveHwMonitorDevice() = 0;
+
+    // Prepares the power-management logic before arming.
+    virtual void EnablePME() = 0;
+
+    // True when the last reset was the watchdog's; clears the status.
+    virtual bool GetLastRebootStatus() = 0;
+
+    // Arms the watchdog.
+    virtual void ConfigureWatchdog(std::uint8_t timeoutSec) = 0;
+
+    // --- Register access.
+
+    [[nodiscard]] const CConfigAccess& Config() const { return m_config; }
+    [[nodiscard]] std::uint8_t ReadHwmRegister(std::uint16_t reg);
+    void WriteHwmRegister(std::uint16_t reg, std::uint8_t value);
+
+    struct SensorReading
+    {
+        std::uint32_t value = 0;
+        std::string trace; // for log lines
+    };
+
+    // Reads `width` consecutive registers of one bank, the first one as the most significant byte.
+    [[nodiscard]] SensorReading ReadSensorRegister(std::uint32_t firstRegister, std::uint32_t width);
+
+    // The rows in order. `log`, when given, is called after each change.
+    void RunSteps(std::span<const Step> steps, ChangeLog log = nullptr);
+    void RunStopLoop(const StopLoop& loop);
+    bool TakeRebootStatus(const RebootStatusRow& row);
+
+    [[nodiscard]] const CClock& Clock() const { return m_clock; }
+
+    // A named register value of the board file, 0 when it has none.
+    [[nodiscard]] std::int32_t BoardRegister(const std::string& name) const;
+
+    // --- State of the chip.
+
+    std::uint8_t m_bankSelectRegister = 0;   // selects the bank of monitor registers; 0: no banks
+    std::uint8_t m_watchdogTimeoutSec = 255; // as last armed, 0 once stopped; with the lock held
+    bool m_zeroSuppression = true;           // a sensor at 0 stays out of documents
+    std::vector<SensorDef> m_sensors;
+
+private:
+    void SelectBank(std::uint32_t reg);
+    void RunStep(const Step& step, ChangeLog log);
+
+    std::mutex m_operationLock;
+    CPortIo& m_ports;
+    const CClock& m_clock;
+    const CConfigAccess m_config;
+    const std::uint16_t m_monitorIndexPort;
+    const std::uint16_t m_monitorDataPort;
+    bool m_watchdogAllowed = true;
+    const std::string m_description;
+    std::string m_motherboardVendor;
+    std::string m_motherboardModel;
+    std::map<std::string, std::int32_t> m_boardRegisters;
 };
-
-SuperIoInfo DetectSuperIo();
-
-// Null for an ID without a chip class.
-std::unique_ptr<CSuperIo> CreateSuperIo(const std::string& motherboardVendor, const SuperIoInfo& info);

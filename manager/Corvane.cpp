@@ -2,6 +2,8 @@
 
 #include "frame/Log.h"
 #include "frame/Xml.h"
+#include "hwmon/Chips.h"
+#include "hwmon/PortIo.h"
 #include "manager/DiskSlots.h"
 #include "raid/Controller.h"
 #include "raid/RaidTools.h"
@@ -22,11 +24,15 @@ const std::set<std::string> kNoStates;
 
 Environment SystemEnvironment()
 {
+    // Shared by the functions, which live as long as the environment and so longer than the chip.
+    const auto ports = std::make_shared<CSystemPortIo>();
+    const auto clock = std::make_shared<CSystemClock>();
     return {
         .paths = {},
-        .clock = std::make_shared<CSystemClock>(),
-        .detectSuperIo = DetectSuperIo,
-        .createSuperIo = CreateSuperIo,
+        .clock = clock,
+        .detectSuperIo = [ports] { return DetectSuperIo(*ports); },
+        .createSuperIo = [ports, clock](const std::string& motherboardVendor, const SuperIoInfo& info)
+        { return CreateSuperIo(motherboardVendor, info, *ports, *clock); },
         .lsi = {.version = ExecuteStorcliVersion, .create = CreateLsiController},
         .adaptec = {.version = ExecuteArcconfVersion, .create = [](bool) { return CreateArcController(); }}};
 }
@@ -181,7 +187,7 @@ void CCorvane::Housekeeping()
     SendStatusUpdate();
     if (m_noSuperIoSensors && m_ipmi.IsEnabled())
     {
-        m_ipmi.Poll();
+        m_ipmi.Poll(*m_environment.clock);
     }
 }
 

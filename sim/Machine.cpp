@@ -7,7 +7,8 @@ namespace sim
 {
 Machine::Machine(AppliancePreset built)
     : preset(std::move(built)),
-      disks(preset.disks.begin(), preset.disks.end())
+      disks(preset.disks.begin(), preset.disks.end()),
+      bmc(preset.bmcSensors)
 {
 }
 

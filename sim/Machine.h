@@ -1,6 +1,7 @@
 // Everything that changes in the simulated appliance. Not locked: the appliance's mutex guards it.
 #pragma once
 
+#include "sim/Bmc.h"
 #include "sim/Presets.h"
 #include "sim/SimDisk.h"
 #include "sim/Tools.h"
@@ -22,6 +23,7 @@ struct Machine
 
     AppliancePreset preset;
     std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them
+    CSimBmc bmc;
     std::map<std::string, ToolState> tools;
     std::vector<std::string> requests; // not yet taken by the host
     bool returnsHeartbeats = true;

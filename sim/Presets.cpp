@@ -15,6 +15,7 @@ struct PresetRow
 
 constexpr auto kPresets = std::to_array<PresetRow>({
     {"plain", &MakePlainPreset},
+    {"ipmi", &MakeIpmiPreset},
 });
 } // namespace
 

@@ -1,6 +1,7 @@
 // The appliances that can be simulated, as they are when switched on.
 #pragma once
 
+#include "sim/Bmc.h"
 #include "sim/SimDisk.h"
 
 #include <map>
@@ -29,6 +30,7 @@ struct AppliancePreset
     std::string name;
     BoardSpec board;
     std::vector<DiskSpec> disks;
+    std::vector<BmcSensorSpec> bmcSensors{};  // in the order of its repository; none: no controller
     std::map<std::string, std::string> files; // in the working directory, by relative name
     std::string scenario;                     // played when no other is given
 };
@@ -39,4 +41,5 @@ std::vector<std::string> ListPresets();
 
 // The presets, one source each.
 AppliancePreset MakePlainPreset();
+AppliancePreset MakeIpmiPreset();
 } // namespace sim

@@ -1,6 +1,7 @@
 #include "sim/Tools.h"
 
 #include "sim/Appliance.h"
+#include "sim/Ipmitool.h"
 #include "sim/Machine.h"
 #include "sim/Smartctl.h"
 #include "sim/SysInfoScript.h"
@@ -14,8 +15,9 @@ namespace sim
 namespace
 {
 constexpr auto kTools = std::to_array<Tool>({
-    {"smartctl", "./smartctl", &AnswerSmartctl},
-    {"sysinfo", "scripts/sysinfo.sh", &AnswerSysInfoScript},
+    {"smartctl", "./smartctl", &AnswerSmartctl, nullptr},
+    {"sysinfo", "scripts/sysinfo.sh", &AnswerSysInfoScript, nullptr},
+    {"ipmitool", "ipmitool", &AnswerIpmitool, &HasIpmitool},
 });
 
 // An exit code as waitpid reports it.
@@ -29,7 +31,8 @@ bool IsJson(const std::string& output)
     return output.starts_with('{');
 }
 
-// JSON gets a comma where the first member should stand; a key=value text loses every "=".
+// JSON gets a comma where the first member should stand; a key=value text loses every "=", a table its
+// commas.
 std::string Garble(std::string output)
 {
     if (IsJson(output))
@@ -38,7 +41,8 @@ std::string Garble(std::string output)
     }
     else
     {
-        std::replace(output.begin(), output.end(), '=', '\x7F');
+        const char separator = output.find('=') != std::string::npos ? '=' : ',';
+        std::replace(output.begin(), output.end(), separator, '\x7F');
     }
     return output;
 }
@@ -117,13 +121,14 @@ ProgramRun RunProgram(Machine& machine, const std::vector<std::string>& argv, Si
                            ? kTools.end()
                            : std::find_if(kTools.begin(), kTools.end(),
                                           [&argv](const Tool& row) { return row.program == argv.front(); });
-    if (tool == kTools.end())
+    if (tool == kTools.end() || (tool->isFitted != nullptr && !tool->isFitted(machine)))
     {
         run.startError = ENOENT;
         return run;
     }
     ToolAnswer answer = tool->answer(machine, argv, now);
     run.standardOutput = std::move(answer.standardOutput);
+    run.standardError = std::move(answer.standardError);
     run.waitStatus = WaitStatus(answer.exitCode);
     run.duration = answer.duration;
     if (const auto fault = TakeFault(machine.tools[std::string(tool->name)]))

@@ -21,6 +21,7 @@ struct ToolAnswer
     std::string standardOutput;
     int exitCode = 0;
     std::chrono::milliseconds duration{0};
+    std::string standardError{};
 };
 
 struct Tool
@@ -28,6 +29,7 @@ struct Tool
     std::string_view name;    // in scenarios
     std::string_view program; // as the first element of the argument vector
     ToolAnswer (*answer)(const Machine& machine, const std::vector<std::string>& argv, SimTime now);
+    bool (*isFitted)(const Machine& machine); // null: every appliance has it
 };
 
 // Null when there is none of this name.

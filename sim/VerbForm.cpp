@@ -11,6 +11,7 @@ namespace sim
 {
 namespace
 {
+constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 
 bool HasOnly(std::string_view text, std::string_view extra)
@@ -81,6 +82,10 @@ std::optional<Argument> MatchPlace(std::string_view place, const std::string& wo
     {
         return When(word.starts_with("/dev/") && word.size() > 5 && HasOnly(word.substr(5), ""), word);
     }
+    if (place == "SENSOR")
+    {
+        return When(true, word);
+    }
     if (place == "TOOL")
     {
         return When(FindTool(word) != nullptr, word);
@@ -118,6 +123,10 @@ std::string Describe(std::string_view place)
     {
         return "a serial number of at most 20 letters and digits";
     }
+    if (place == "SENSOR")
+    {
+        return "a sensor's name";
+    }
     if (place == "TEXT")
     {
         return "a text";
@@ -143,17 +152,38 @@ std::string Join(std::vector<std::string>::const_iterator begin, std::vector<std
     }
     return text;
 }
+
+// Where a quoted word that begins at `begin` ends, its closing mark included; nowhere when it is none. A mark
+// in the middle of a word is a letter like any other.
+std::size_t QuotedEnd(std::string_view text, std::size_t begin)
+{
+    if (text[begin] != '"')
+    {
+        return std::string_view::npos;
+    }
+    const std::size_t close = text.find('"', begin + 1);
+    const bool ends = close != std::string_view::npos && close > begin + 1 &&
+                      (close + 1 == text.size() || kBlanks.find(text[close + 1]) != std::string_view::npos);
+    return ends ? close + 1 : std::string_view::npos;
+}
 } // namespace
 
 std::vector<std::string> SplitWords(std::string_view text)
 {
-    constexpr std::string_view kBlanks = " \t";
     std::vector<std::string> words;
     std::size_t begin = text.find_first_not_of(kBlanks);
     while (begin != std::string_view::npos)
     {
-        const std::size_t end = std::min(text.find_first_of(kBlanks, begin), text.size());
-        words.emplace_back(text.substr(begin, end - begin));
+        std::size_t end = std::min(text.find_first_of(kBlanks, begin), text.size());
+        if (const std::size_t quotedEnd = QuotedEnd(text, begin); quotedEnd != std::string_view::npos)
+        {
+            words.emplace_back(text.substr(begin + 1, quotedEnd - begin - 2));
+            end = quotedEnd;
+        }
+        else
+        {
+            words.emplace_back(text.substr(begin, end - begin));
+        }
         begin = text.find_first_not_of(kBlanks, end);
     }
     return words;

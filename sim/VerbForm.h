@@ -27,12 +27,15 @@ struct FormMatch
 };
 
 // A form is words separated by blanks: lower-case words stand for themselves, and
-//   DEVICE  a device path         TOOL  a name of the tool table     TIME  a duration      SERIAL  a serial
-//   number 3..70   a number in the range a|b   one of the words             TEXT  one word or more, to the
-//   end [once]  at the end: this word or nothing; its argument is empty when absent
+//   DEVICE  a device path            TOOL    a name of the tool table
+//   TIME    a duration               SERIAL  a serial number
+//   3..70   a number in the range    SENSOR  a sensor's name: any word
+//   a|b     one of the words         TEXT    one word or more, to the end
+//   [once]  at the end: this word or nothing; its argument is empty when absent
 // All but words that stand for themselves give an argument.
 FormMatch MatchForm(std::string_view form, const std::vector<std::string>& words);
 
-// `text` at its blanks and tabs; no empty words.
+// `text` at its blanks and tabs; no empty words. Words between two quotation marks are one word, without
+// them: bmc "CPU Temp" off.
 std::vector<std::string> SplitWords(std::string_view text);
 } // namespace sim

@@ -47,7 +47,32 @@ std::string CheckAttribute(const Machine& machine, const Arguments& arguments)
     return error;
 }
 
-// Pre: one of the checks above has passed.
+std::string CheckBmc(const Machine& machine, const Arguments&)
+{
+    return machine.bmc.IsFitted() ? "" : "no management controller in this appliance";
+}
+
+std::string CheckSensor(const Machine& machine, const Arguments& arguments)
+{
+    std::string error = CheckBmc(machine, arguments);
+    if (error.empty() && machine.bmc.Find(arguments[0].text) == nullptr)
+    {
+        error = "no sensor \"" + arguments[0].text + "\" in this appliance";
+    }
+    return error;
+}
+
+std::string CheckSensorValue(const Machine& machine, const Arguments& arguments)
+{
+    std::string error = CheckSensor(machine, arguments);
+    if (error.empty() && machine.bmc.Find(arguments[0].text)->spec.kind == BmcSensorKind::Discrete)
+    {
+        error = "\"" + arguments[0].text + "\" has states, but no value";
+    }
+    return error;
+}
+
+// Pre: one of the disk checks above has passed.
 CSimDisk& Disk(Machine& machine, const Arguments& arguments)
 {
     return *machine.FindDisk(arguments[0].text);
@@ -100,6 +125,26 @@ void SetSpare(Machine& machine, const Arguments& arguments, SimTime)
     Disk(machine, arguments).SetSpare(Int(arguments[1]));
 }
 
+void SetSensorValue(Machine& machine, const Arguments& arguments, SimTime)
+{
+    machine.bmc.SetValue(arguments[0].text, arguments[1].number * 1'000);
+}
+
+void SetSensorState(Machine& machine, const Arguments& arguments, SimTime)
+{
+    machine.bmc.SetState(arguments[0].text, arguments[1].text);
+}
+
+void SwitchSensor(Machine& machine, const Arguments& arguments, SimTime)
+{
+    machine.bmc.SetOn(arguments[0].text, arguments[1].text == "on");
+}
+
+void SetBmcThere(Machine& machine, const Arguments& arguments, SimTime)
+{
+    machine.bmc.SetThere(arguments[0].text == "back");
+}
+
 // Arguments: tool, fault's own amount if it has one, "once" or "".
 template <FaultKind Kind>
 void AddFault(Machine& machine, const Arguments& arguments, SimTime)
@@ -150,6 +195,10 @@ constexpr auto kVerbs = std::to_array<Verb>({
     {"disk DEVICE replace SERIAL", &CheckDisk, &Replace},
     {"disk DEVICE media-errors 0..2147483647", &CheckNvme, &SetMediaErrors},
     {"disk DEVICE spare 0..100", &CheckNvme, &SetSpare},
+    {"bmc gone|back", &CheckBmc, &SetBmcThere},
+    {"bmc SENSOR value -128..65535", &CheckSensorValue, &SetSensorValue},
+    {"bmc SENSOR state ok|nc|cr|nr", &CheckSensor, &SetSensorState},
+    {"bmc SENSOR off|on", &CheckSensor, &SwitchSensor},
     {"tool TOOL hang TIME [once]", nullptr, &AddFault<FaultKind::Hang>},
     {"tool TOOL slow TIME [once]", nullptr, &AddFault<FaultKind::Slow>},
     {"tool TOOL fail 0..255 [once]", nullptr, &AddFault<FaultKind::Fail>},

@@ -66,6 +66,17 @@ TEST_F(Configuration, AttachedDisksAreRestoredUnderTheControllersName)
     EXPECT_EQ(CountLog("Plugin detected disk 'S2' has been removed"), 0) << "it is neither";
 }
 
+TEST_F(Configuration, AnAttachedDiskIsNotTakenOverByAnotherWay)
+{
+    m_dir.Write(kConfigurationFile, R"(<zDVR><Storage><Disk SerialNumber="S1" ControllerName="/c0")"
+                                    R"( OtherName="/c0/e1/s2" UnitName="/c0/v1"/></Storage></zDVR>)");
+    AnswerScan({"/dev/sda"}); // the same drive, as smartctl sees it
+    AnswerReport("/dev/sda", "S1", 30);
+    Start();
+    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument),
+                testing::AllOf(HasSubstr(R"(<Disk Name="/c0/e1/s2")"), Not(HasSubstr("/dev/sda"))));
+}
+
 TEST_F(Configuration, DefaultsServeWithoutAUsableFile)
 {
     for (const char* unusable :

@@ -65,6 +65,10 @@ TEST_F(Controller, IsDetectedAndPreparationIsDecidedAtTheStart)
     EXPECT_THAT(document, HasSubstr(R"(CannotDeleteThreshold="1"><Controller Told="level layout" /><Disk )"));
     EXPECT_THAT(document, HasSubstr(R"(<Drive Name="/data" />)"));
     EXPECT_THAT(document, HasSubstr(R"(StorageRows="2")"));
+    EXPECT_THAT(document, HasSubstr(R"(<Threshold Id="194" Min="5" Max="55" />)"))
+        << "nobody gave it a range";
+    // Tools, preparation, storage pass, end of the start, sensors.
+    EXPECT_EQ(Documents(MessageCategory::ConfigDocument).size(), 5U);
 }
 
 TEST_F(Controller, OfTheFirstKindWinsAndWithARaid1UnitTakesTheLayout)

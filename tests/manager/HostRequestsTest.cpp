@@ -58,9 +58,15 @@ TEST_F(HostRequests, ASelfTestCommandEndsItsDocument)
 
 TEST_F(HostRequests, ADiskIsPreparedAndTheDescriptionReadAgain)
 {
-    AnswerSysInfo("motherboard-vendor=ACME\ndrive-index=0\ndrive-serial=S1\ndrive-needs-prep=1\n");
+    // A disk that has a controller's name needs preparation as well, but not through the plug-in.
+    m_dir.Write(kConfigurationFile,
+                R"(<zDVR><Storage><Disk SerialNumber="S9" OtherName="x"/></Storage></zDVR>)");
+    AnswerSysInfo("motherboard-vendor=ACME\ndrive-index=0\ndrive-serial=S1\ndrive-needs-prep=1\n"
+                  "drive-index=1\ndrive-serial=S9\ndrive-needs-prep=1\n");
     Answer({"scripts/driveprep.sh", "prep", "S1"}, {});
     Start();
+    Request(R"(<Storage ID="3604480"><Disk Name="S9" StartPrep="1"/></Storage>)");
+    EXPECT_EQ(CountProgram({"scripts/driveprep.sh", "prep", "S9"}), 0);
     EXPECT_EQ(CountProgram({"scripts/sysinfo.sh"}), 1);
     Request(R"(<Storage ID="3604480"><Disk Name="/dev/sda" StartPrep="0"/></Storage>)");
     EXPECT_EQ(CountProgram({"scripts/driveprep.sh", "prep", "S1"}), 0);

@@ -3,6 +3,7 @@
 #include "frame/Ipc.h"
 #include "frame/Xml.h"
 #include "host/SimTime.h"
+#include "hwmon/PortIo.h"
 
 #include <sys/syscall.h>
 #include <tinyxml.h>
@@ -24,55 +25,59 @@ std::int64_t KernelSeconds()
     return now.tv_sec;
 }
 
+// A chip whose registers nobody looks at: the fake touches no port.
+class CNoPorts final : public CPortIo
+{
+public:
+    std::uint8_t In(std::uint16_t /*port*/) override { return 0xFF; }
+    void Out(std::uint16_t /*port*/, std::uint8_t /*value*/) override {}
+    int SetPermission(std::uint16_t /*first*/, int /*count*/, bool /*on*/) override { return 0; }
+};
+
+CNoPorts noPorts;
+const CSystemClock chipClock;
+
+// Its one sensor, of the rig's board file, shows 5 while it has news and nothing otherwise.
 class CFakeChip final : public CSuperIo
 {
 public:
-    CFakeChip(std::shared_ptr<ChipScript> script, const std::string& vendor)
-        : m_script(std::move(script)),
-          m_description("Chip of " + vendor)
+    CFakeChip(std::shared_ptr<ChipScript> script, const SuperIoInfo& info, const std::string& vendor)
+        : CSuperIo({.info = info, .ports = noPorts, .clock = chipClock}, "Chip of " + vendor),
+          m_script(std::move(script))
     {
     }
     ~CFakeChip() override { m_script->calls.Add("destroyed"); }
 
-    [[nodiscard]] std::string Description() const override { return m_description; }
+private:
+    void DoInitHwMonitoring() override { m_script->calls.Add("init"); }
 
-    void SetMotherboard(const std::string& vendor, const std::string& model) override
+    void DoPollSensors() override
     {
-        m_script->calls.Add("board " + vendor + " " + model);
-    }
-
-    bool InitHwMonitoring(const CXmlDocument& boardFile) override
-    {
-        m_script->calls.Add(boardFile.HasError() ? "init without file" : "init");
-        return m_script->monitors;
-    }
-
-    void StopHwMonitoring() override { m_script->calls.Add("stop monitoring"); }
-    void PollSensors() override { ++m_script->polls; }
-
-    bool AddSensorElements(TiXmlElement& parent, bool full) override
-    {
-        if (full || m_script->hasNews)
+        ++m_script->polls;
+        for (SensorDef& sensor : m_sensors)
         {
-            AddChild(parent, "Temperature").SetAttribute("Full", full ? 1 : 0);
+            sensor.current = m_script->hasNews ? 5 : 0;
+            sensor.changed = m_script->hasNews;
+            sensor.event = m_script->hasAlarm;
         }
-        return !full && m_script->hasNews && m_script->hasAlarm;
     }
 
-    [[nodiscard]] bool IsWatchdogAllowed() const override { return m_script->allowsWatchdog; }
-
-    bool StartWatchdog(std::uint8_t timeoutSec, const CXmlDocument& /*boardFile*/) override
+    void ConfigureWatchdog(std::uint8_t timeoutSec) override
     {
         m_script->calls.Add("arm " + std::to_string(timeoutSec));
-        return m_script->armsWatchdog;
     }
+    void DoPingWatchdog() override { m_script->calls.Add("ping"); }
+    void DoStopWatchdog() override { m_script->calls.Add("disarm"); }
+    void EnablePME() override {}
+    bool GetLastRebootStatus() override { return false; }
+    void EnterPmeDevice() override {}
+    void EnterWatchdogDevice() override {}
+    void EnterHwMonitorDevice() override {}
+    void LeavePmeDevice() override {}
+    void LeaveWatchdogDevice() override {}
+    void LeaveHwMonitorDevice() override {}
 
-    void PingWatchdog() override { m_script->calls.Add("ping"); }
-    void StopWatchdog() override { m_script->calls.Add("disarm"); }
-
-private:
     const std::shared_ptr<ChipScript> m_script;
-    const std::string m_description;
 };
 
 class CFakeController final : public CController, public std::enable_shared_from_this<CFakeController>
@@ -213,8 +218,8 @@ ManagerRig::ManagerRig()
                          return info;
                      },
                      .createSuperIo = [this](const std::string& vendor,
-                                             const SuperIoInfo& /*info*/) -> std::unique_ptr<CSuperIo>
-                     { return m_hasChip ? std::make_unique<CFakeChip>(m_chip, vendor) : nullptr; },
+                                             const SuperIoInfo& info) -> std::unique_ptr<CSuperIo>
+                     { return m_hasChip ? std::make_unique<CFakeChip>(m_chip, info, vendor) : nullptr; },
                      .lsi = {.version = missing, .create = {}},
                      .adaptec = {.version = missing, .create = {}}};
     m_host.SetProgramHook(
@@ -224,6 +229,7 @@ ManagerRig::ManagerRig()
             const auto found = m_answers.find(arguments);
             return found != m_answers.end() ? std::optional(found->second) : std::nullopt;
         });
+    m_dir.Write("hwmconfig.xml", kBoardFile);
     AnswerSysInfo();
     Answer({"./smartctl", "-jV"}, {.output = kSmartctlVersionJson});
     AnswerScan({});

@@ -56,9 +56,6 @@ private:
 // What the fake chip does; outlives it.
 struct ChipScript
 {
-    std::atomic<bool> monitors{true};
-    std::atomic<bool> armsWatchdog{true};
-    std::atomic<bool> allowsWatchdog{true};
     std::atomic<bool> hasNews{false}; // has a sensor element to tell
     std::atomic<bool> hasAlarm{false};
     CCallRecord calls; // without the polls
@@ -105,6 +102,11 @@ class ManagerRig : public testing::Test
 {
 protected:
     static constexpr const char* kConfigurationFile = "corvanepi.xml";
+
+    // Board B1 with the fake chip and one sensor.
+    static constexpr const char* kBoardFile =
+        R"(<x><Motherboard Chip="40992" Name="B1"><Sensor Id="2000" Conversion="1" Max="9" Min="0" Label="T"/>)"
+        R"(</Motherboard></x>)";
 
     // Sunday, 2023-11-19 12:00:00 UTC, the time zone of these tests.
     static constexpr std::int64_t kStartUtc = 1'700'395'200;

@@ -102,6 +102,10 @@ TEST_F(StoragePasses, AFailedScanIsAPollErrorWithoutAlarmAndLoss)
     EXPECT_THAT(Status(),
                 ElementsAre(testing::AllOf(HasSubstr(R"(<Disk Name="/dev/sda" Message="Offline" Time=)"),
                                            HasSubstr(R"(<Disk Name="/dev/sdb" Message="Healthy" />)"))));
+    FailScan();
+    Scan();
+    EXPECT_EQ(CountLog("Plugin detected disk '/dev/sda' has been removed"), 1)
+        << "seen neither the first nor the second time, but missed once";
 }
 
 TEST_F(StoragePasses, ARemovedDiskIsToldOnceAndComesBack)
@@ -159,8 +163,8 @@ TEST_F(StoragePasses, TheModuleDocumentListsTheToolsThatAreThere)
               R"(<Library Name="smartctl" Filename="smartctl" Version="7.4 5530 local build" />)"
               R"(<Library Name="arcconf" Filename="arcconf" Version="1.2.3" /></Module></Modules></zDVR>)");
     const std::vector<std::string> warnings = m_host.LogTexts(LogWarning);
-    EXPECT_THAT(std::vector<std::string>(warnings.begin(), warnings.begin() + 4),
-                ElementsAre("smartctl found - enabling SMART feature.",
+    EXPECT_THAT(std::vector<std::string>(warnings.begin(), warnings.begin() + 5),
+                ElementsAre("IPMI: monitoring enabled", "smartctl found - enabling SMART feature.",
                             "tqselftest missing - disabling self-test feature.",
                             "storcli missing - disabling LSI RAID feature.",
                             "arcconf found - enabling Adaptec RAID feature."));
@@ -211,6 +215,8 @@ TEST_F(StoragePasses, TheHealthLogIsWrittenOnceInItsWindow)
     const std::vector<std::string> info = m_host.LogTexts(LogInfo);
     const auto first = std::find(info.begin(), info.end(), "Disk /dev/sda overall health assessment : OK");
     ASSERT_NE(first, info.end());
+    // Tools, storage pass, health log, end of the start, sensors.
+    EXPECT_EQ(Documents(MessageCategory::ConfigDocument).size(), 5U);
     EXPECT_THAT(std::vector<std::string>(first + 1, first + 4),
                 ElementsAre("| Time | Device | SMART ID | Value | Threshold |",
                             "| Sun Nov 19 12:00:00 2023 | /dev/sda | 005 | 100 | 007 |",

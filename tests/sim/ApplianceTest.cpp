@@ -78,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, ApplianceRefuses, testing::ValuesIn(kRefusedCase
 TEST(Appliance, UnknownPresetIsRefused)
 {
     EXPECT_THROW(sim::CAppliance("plane", std::nullopt), std::invalid_argument);
-    EXPECT_THAT(sim::CAppliance::PresetNames(), ElementsAre("plain"));
+    EXPECT_THAT(sim::CAppliance::PresetNames(), ElementsAre("plain", "ipmi"));
 }
 
 TEST(Appliance, LinesTakeEffectAtTheirTimeAndOnce)

@@ -1,0 +1,64 @@
+// W83627DHG: fans count ticks, with divisors that software steps up.
+#include "hwmon/Chips.h"
+#include "hwmon/RegisterChip.h"
+
+namespace
+{
+constexpr auto kTemperatures = std::to_array<TemperatureRow>({
+    {2000, {}, 0x027, 0x454, 0x039, 0x03A},
+    {2001, {}, 0x150, 0x455, 0x155, 0x153},
+    {2002, {}, 0x250, 0x456, 0x255, 0x253},
+});
+static_assert(IdsAscend<TemperatureRow>(kTemperatures));
+
+constexpr auto kFans = std::to_array<DivisorFanRow>({
+    {3000, 0x028, 0x03B, {0x047, 0x30, 4}, {0x05D, 0x20, 5}},
+    {3001, 0x029, 0x03C, {0x047, 0xC0, 6}, {0x05D, 0x40, 6}},
+    {3002, 0x03F, 0x03E, {0x059, 0x03, 0}, {0x04C, 0x80, 7}},
+    {3003, 0x02A, 0x03D, {0x04B, 0xC0, 6}, {0x05D, 0x80, 7}},
+    {3004, 0x553, 0x55C, {0x059, 0x0C, 2}, {0x059, 0x80, 7}},
+});
+static_assert(IdsAscend<DivisorFanRow>(kFans));
+
+constexpr auto kAlarms = std::to_array<AlarmRow>({
+    {1000, AlarmSource::A, 0},
+    {1001, AlarmSource::A, 1},
+    {1002, AlarmSource::A, 2},
+    {1003, AlarmSource::A, 3},
+    {1004, AlarmSource::B, 0},
+    {1005, AlarmSource::C, 5},
+    {1006, AlarmSource::C, 4},
+    {1007, AlarmSource::C, 0},
+    {1008, AlarmSource::C, 1},
+    {2000, AlarmSource::A, 4},
+    {2001, AlarmSource::A, 5},
+    {2002, AlarmSource::B, 5},
+    {3000, AlarmSource::A, 6},
+    {3001, AlarmSource::A, 7},
+    {3003, AlarmSource::B, 3},
+    {3004, AlarmSource::C, 7},
+});
+static_assert(IdsAscend<AlarmRow>(kAlarms));
+
+constexpr RegisterChipMap kMap{
+    .voltages = kRegisterVoltages,
+    .temperatures = kTemperatures,
+    .divisorFans = kFans,
+    .alarms = kAlarms,
+    .watchdog = kRegisterWatchdog,
+    .limitsNeedConversion = false,
+};
+
+class CW83627 final : public CRegisterChip
+{
+public:
+    explicit CW83627(const ChipContext& context) : CRegisterChip(context, "Winbond LPC I/O W83627DHG", kMap)
+    {
+    }
+};
+} // namespace
+
+std::unique_ptr<CSuperIo> CreateW83627(const ChipContext& context, const std::string& /*motherboardVendor*/)
+{
+    return std::make_unique<CW83627>(context);
+}

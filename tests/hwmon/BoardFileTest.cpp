@@ -1,0 +1,165 @@
+#include "hwmon/BoardFile.h"
+
+#include "tests/hwmon/ChipRig.h"
+
+#include <tinyxml.h>
+
+#include <array>
+
+namespace
+{
+CXmlDocument Parsed(const std::string& text)
+{
+    CXmlDocument document;
+    document.Parse(text);
+    return document;
+}
+
+struct NameCase
+{
+    const char* name;
+    const char* pattern;
+    const char* model;
+    bool fits;
+};
+
+class BoardNames : public testing::TestWithParam<NameCase>
+{
+};
+
+TEST_P(BoardNames, Fit)
+{
+    const CXmlDocument file =
+        Parsed("<x><Motherboard Chip=\"40992\" Name=\"" + std::string(GetParam().pattern) + "\"/></x>");
+    EXPECT_EQ(FindBoardElement(file, 0xA020, GetParam().model) != nullptr, GetParam().fits);
+}
+
+constexpr auto kNameCases = std::to_array<NameCase>({
+    {"Alternative", "BRD-100|BRD-200", "brd-200", true},
+    {"FirstAlternative", "brd-100|BRD-200", "BRD-100", true},
+    {"Class", "BRD-[0-9]+", "brd-17", true},
+    {"WholeModelOnly", "BRD", "BRD-100", false},
+    {"List", "Board A, Board B", "board b", true},
+    {"EmptyModel", "BRD", "", true},
+    {"InvalidExpression", "Board (rev", "board (rev", true},
+    {"InvalidExpressionElsewhere", "Board (rev", "board rev", false},
+    {"NothingToRepeat", "*brd", "brd", true}, // as a list
+    {"NothingToRepeatElsewhere", "*[0-9]", "7", false},
+    {"ExpressionCharactersInAList", "A.B", "AxB", true},
+});
+INSTANTIATE_TEST_SUITE_P(Cases, BoardNames, testing::ValuesIn(kNameCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(BoardFile, TheFirstBoardOfTheChipWins)
+{
+    const CXmlDocument file =
+        Parsed(R"(<x><Motherboard Chip="0xA020" Name="B" n="0"/><Motherboard Name="B" n="1"/>)"
+               R"(<Motherboard Chip="40991" Name="B" n="2"/><Motherboard Chip="40992" Name="C"/>)"
+               R"(<Motherboard Chip="40992" Name="B" n="3"/>)"
+               R"(<Motherboard Chip="40992" Name="B" n="4"/></x>)"
+               R"(<SmartConfig><Motherboard Chip="49200" Name="B"/></SmartConfig>)");
+    const TiXmlElement* board = FindBoardElement(file, 0xA020, "B");
+    ASSERT_NE(board, nullptr);
+    EXPECT_STREQ(board->Attribute("n"), "3");
+    EXPECT_EQ(FindBoardElement(file, 0xC030, "B"), nullptr) << "the second top element is of no interest";
+    EXPECT_EQ(FindBoardElement(Parsed(""), 0xA020, "B"), nullptr);
+    EXPECT_EQ(FindBoardElement(Parsed(R"(<x><Motherboard Chip="40992" Name="B"/>)"), 0xA020, "B"), nullptr)
+        << "a file with an error";
+}
+
+struct HexCase
+{
+    const char* name;
+    const char* text;
+    std::int64_t value; // -1: absent
+};
+
+class HexTexts : public testing::TestWithParam<HexCase>
+{
+};
+
+TEST_P(HexTexts, AreRead)
+{
+    const std::string more =
+        "Register=\"" + std::string(GetParam().text) + "\" Ignore=\"" + GetParam().text + "\"";
+    const CXmlDocument file = Parsed("<x>" + SensorXml(1000, 0, 0, "1", more) + "</x>");
+    const std::vector<SensorDef> sensors = ReadSensorDefinitions(*file.Root());
+    ASSERT_EQ(sensors.size(), 1U);
+    const std::optional<std::uint32_t>& value = sensors.front().firstRegister;
+    EXPECT_EQ(value ? std::int64_t{*value} : -1, GetParam().value);
+    EXPECT_EQ(value, sensors.front().ignore);
+}
+
+constexpr auto kHexCases = std::to_array<HexCase>({
+    {"Prefix", "0x2A", 0x2A},
+    {"UpperPrefix", "0X2a", 0x2A},
+    {"None", "62b", 0x62B},
+    {"Blank", " 1F", 0x1F},
+    {"Digits", "10", 0x10},
+    {"MoreBehind", "1Fxyz", 0x1F},
+    {"Largest", "ffffffff", 0xFFFFFFFF},
+    {"TooLarge", "100000000", -1},
+    {"Text", "zz", -1},
+    {"Empty", "", -1},
+    {"OnlyPrefix", "0x", -1},
+    {"Negative", "-1", -1},
+});
+INSTANTIATE_TEST_SUITE_P(Cases, HexTexts, testing::ValuesIn(kHexCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(BoardFile, WidthsAreCountsOfRegisters)
+{
+    for (const auto& [text, width] :
+         {std::pair("0", 0), {"2", 2}, {"256", 256}, {"257", -1}, {"-1", -1}, {"a", -1}})
+    {
+        const CXmlDocument file =
+            Parsed("<x>" + SensorXml(1000, 0, 0, "1", "Width=\"" + std::string(text) + "\"") + "</x>");
+        const std::vector<SensorDef> sensors = ReadSensorDefinitions(*file.Root());
+        ASSERT_EQ(sensors.size(), 1U);
+        EXPECT_EQ(sensors.front().width ? static_cast<int>(*sensors.front().width) : -1, width) << text;
+    }
+}
+
+TEST(BoardFile, SensorsThatLackANumberAreLeftOut)
+{
+    const CXmlDocument file =
+        Parsed(R"(<x><Sensor Conversion="1" Max="1" Min="1" Label="no id"/><Sensor Id="1" Max="1" Min="1"/>)"
+               R"(<Sensor Id="1" Conversion="x" Max="1" Min="1"/><Sensor Id="1" Conversion="1" Min="1"/>)"
+               R"(<Sensor Id="1" Conversion="1" Max="1" Min="one"/>)"
+               R"(<Sensor Id="3999" Conversion="2.5" Max="7" Min="-7"/></x>)");
+    const std::vector<SensorDef> sensors = ReadSensorDefinitions(*file.Root());
+    ASSERT_EQ(sensors.size(), 1U);
+    EXPECT_EQ(sensors.front().id, 3999);
+    EXPECT_EQ(sensors.front().label, "");
+    EXPECT_EQ(sensors.front().conversion, 2.5);
+    EXPECT_EQ(sensors.front().max, 7);
+    EXPECT_EQ(sensors.front().min, -7);
+}
+
+class BoardMonitoring : public ChipRig
+{
+};
+
+TEST_F(BoardMonitoring, TellsWhatItFound)
+{
+    Make(Chip::Nct5525);
+    EXPECT_TRUE(m_chip->InitHwMonitoring(BoardFile(
+        R"(<Sensor Id="1000" Conversion="1" Max="1500" Min="800" Label="CPU Core" Register="2A" Width="1"/>)"
+        R"(<Sensor Id="4000" Conversion="1" Max="-1" Min="0" Register="62B" Ignore="7"/>)")));
+    EXPECT_EQ(Logged(), "25 SENSORS: Detected Voltage 'CPU Core' min 800 max 1500 reg 0x2a width 1\n"
+                        "25 SENSORS: Detected Unknown '' min 0 max -1 reg 0x62b ignore 0x07");
+}
+
+TEST_F(BoardMonitoring, WithoutSensorsThereIsNone)
+{
+    Make(Chip::W83627);
+    for (const std::string model : {"B1", "B2"}) // a board without sensors, no board
+    {
+        m_chip->SetMotherboard("ACME", model);
+        EXPECT_FALSE(m_chip->InitHwMonitoring(BoardFile("")));
+        EXPECT_EQ(Logged(),
+                  "50 SENSORS: Disabled because 'ACME' & '" + model + "' not found in hwmconfig.xml");
+    }
+    EXPECT_EQ(m_ports->TakeRegisters(), "");
+}
+} // namespace

@@ -1,0 +1,227 @@
+#include "hwmon/CoreDumps.h"
+
+#include "frame/Log.h"
+#include "tests/support/FakeHost.h"
+#include "tests/support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+constexpr const char* kMarker = "enabledumps";
+
+const CFakeHost::Arguments kEnable = {"scripts/config_core_pattern.sh", "enable"};
+const CFakeHost::Arguments kDisable = {"scripts/config_core_pattern.sh", "disable"};
+
+rlimit CoreLimit()
+{
+    rlimit limit{};
+    EXPECT_EQ(getrlimit(RLIMIT_CORE, &limit), 0);
+    return limit;
+}
+
+// Limits belong to the process: they are put back as they were.
+class CCoreLimitRestore
+{
+public:
+    CCoreLimitRestore() : m_before(CoreLimit()) {}
+    ~CCoreLimitRestore() { EXPECT_EQ(setrlimit(RLIMIT_CORE, &m_before), 0); }
+    CCoreLimitRestore(const CCoreLimitRestore&) = delete;
+    CCoreLimitRestore& operator=(const CCoreLimitRestore&) = delete;
+
+    [[nodiscard]] bool IsHardUnlimited() const { return m_before.rlim_max == RLIM_INFINITY; }
+
+private:
+    const rlimit m_before;
+};
+
+// An empty working directory, a script that succeeds, a soft limit that is neither of the two that are set.
+class CoreDumps : public testing::Test
+{
+protected:
+    static constexpr rlim_t kOther = 4096;
+
+    CCoreLimitRestore m_restore;
+    CTempDir m_dir;
+    CWorkingDirectory m_inside{m_dir.Path()};
+    CFakeHost m_host;
+    CCoreDumpSwitch m_switch;
+
+    void SetUp() override
+    {
+        if (!m_restore.IsHardUnlimited())
+        {
+            GTEST_SKIP() << "the hard core-size limit is finite here";
+        }
+        const rlimit start{.rlim_cur = kOther, .rlim_max = RLIM_INFINITY};
+        ASSERT_EQ(setrlimit(RLIMIT_CORE, &start), 0);
+    }
+
+    void Mark() const { m_dir.Write(kMarker, ""); }
+    void Unmark() const { std::filesystem::remove(m_dir.File(kMarker)); }
+
+    void Succeed()
+    {
+        m_host.OnProgram(kEnable, {});
+        m_host.OnProgram(kDisable, {});
+    }
+};
+} // namespace
+
+TEST_F(CoreDumps, WithoutMarkerNothingIsRun)
+{
+    Succeed();
+    m_switch.Update();
+    m_switch.Update();
+    EXPECT_THAT(m_host.Programs(), IsEmpty());
+    EXPECT_THAT(m_host.LogTexts(), IsEmpty());
+    EXPECT_EQ(CoreLimit().rlim_cur, kOther);
+}
+
+TEST_F(CoreDumps, FollowTheMarker)
+{
+    Succeed();
+    for (int round = 0; round < 2; ++round)
+    {
+        m_host.Forget();
+        Mark();
+        m_switch.Update();
+        m_switch.Update(); // established: no second run
+        EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
+        EXPECT_EQ(CoreLimit().rlim_cur, RLIM_INFINITY);
+        EXPECT_EQ(CoreLimit().rlim_max, RLIM_INFINITY);
+        EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre("COREDUMPS: enabled core dumps."));
+
+        m_host.Forget();
+        Unmark();
+        m_switch.Update();
+        m_switch.Update();
+        EXPECT_THAT(m_host.Programs(), ElementsAre(kDisable));
+        EXPECT_EQ(CoreLimit().rlim_cur, 0U);
+        EXPECT_EQ(CoreLimit().rlim_max, RLIM_INFINITY);
+        EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre("COREDUMPS: disabled core dumps."));
+    }
+}
+
+TEST_F(CoreDumps, AnyKindOfFileIsAMarker)
+{
+    Succeed();
+    std::filesystem::create_directory(m_dir.File(kMarker));
+    m_switch.Update();
+    EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
+}
+
+struct FailureCase
+{
+    const char* name;
+    CFakeHost::Answer answer;
+    const char* line;
+};
+
+class CoreDumpFailures : public CoreDumps, public testing::WithParamInterface<FailureCase>
+{
+};
+
+TEST_P(CoreDumpFailures, EndItForGood)
+{
+    m_host.OnProgram(kEnable, GetParam().answer);
+    m_host.OnProgram(kEnable, {}); // would succeed
+    m_host.OnProgram(kDisable, {});
+    Mark();
+    m_switch.Update();
+    EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre(GetParam().line));
+    EXPECT_EQ(CoreLimit().rlim_cur, kOther);
+    m_switch.Update();
+    Unmark();
+    m_switch.Update();
+    Mark();
+    m_switch.Update();
+    EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
+    EXPECT_EQ(m_host.LogTexts().size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, CoreDumpFailures,
+    testing::Values(
+        FailureCase{
+            "NoScript", {.startError = ENOENT}, "COREDUMPS: failed to config core dumps (failure 2)."},
+        FailureCase{"ExitCode", {.exitCode = 3}, "COREDUMPS: failed to config core dumps (error 3)."},
+        FailureCase{"Signal", {.signal = 15}, "COREDUMPS: failed to config core dumps (error 3840)."}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(CoreDumps, AFailureToDisableLeavesThemEnabled)
+{
+    m_host.OnProgram(kEnable, {});
+    m_host.OnProgram(kDisable, {.exitCode = 1});
+    Mark();
+    m_switch.Update();
+    m_host.Forget();
+    Unmark();
+    m_switch.Update();
+    EXPECT_THAT(m_host.LogTexts(LogWarning),
+                ElementsAre("COREDUMPS: failed to config core dumps (error 1)."));
+    EXPECT_EQ(CoreLimit().rlim_cur, RLIM_INFINITY);
+}
+
+namespace
+{
+std::string Describe(const CFakeHost& host)
+{
+    std::string text;
+    for (const auto& program : host.Programs())
+    {
+        text += program.back() + ";";
+    }
+    for (const std::string& line : host.LogTexts(LogWarning))
+    {
+        text += line + ";";
+    }
+    return text;
+}
+
+// In a process of its own, since a hard limit that was lowered stays so. Prints what happened.
+[[noreturn]] void RunWithFiniteHardLimit()
+{
+    const CTempDir dir;
+    const CWorkingDirectory inside(dir.Path());
+    const rlimit finite{.rlim_cur = 100, .rlim_max = 1'000'000};
+    if (setrlimit(RLIMIT_CORE, &finite) != 0)
+    {
+        std::cerr << "cannot lower the limit";
+        std::exit(1);
+    }
+    std::string seen;
+    {
+        CFakeHost host;
+        host.OnProgram(kEnable, {});
+        host.OnProgram(kDisable, {});
+        dir.Write(kMarker, "");
+        CCoreDumpSwitch dumps;
+        dumps.Update();
+        dumps.Update();
+        std::filesystem::remove(dir.File(kMarker));
+        dumps.Update();
+        seen = Describe(host) + std::to_string(CoreLimit().rlim_cur);
+    }
+    std::cerr << seen;
+    std::exit(0);
+}
+} // namespace
+
+TEST(CoreDumpsDeathTest, AFiniteHardLimitIsLeftAloneAfterOneScript)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(RunWithFiniteHardLimit(), testing::ExitedWithCode(0),
+                "enable;COREDUMPS: can't configure core dumps because hard limit not unlimited.;100$");
+}
