@@ -30,9 +30,10 @@ median() {
 }
 ratio() { awk -v a="$1" -v b="$2" -v d="${3:-1}" 'BEGIN { printf "%.2f", a / b / d }'; }
 
-"$build/bench_smartctl" --benchmark_repetitions="$repetitions" --benchmark_min_time="$min_time" 2>/dev/null |
-    awk '$2 == "/" && $4 == "=" {
-        printf "%s of a 38 KB report over %s: %s  (limit %s)\n", $1, $3, $5, $3 ~ /RapidJSON/ ? "1.25" : "0.25" }'
+measure bench_smartctl
+ours=$(median ParseDiskInfoWhole 4)
+echo "ParseDiskInfo, 37 KB report, over RapidJSON's bare DOM parse:  $(ratio "$ours" "$(median RapidJsonTree 4)")  (limit 1.25)"
+echo "ParseDiskInfo, 37 KB report, over nlohmann's parse:            $(ratio "$ours" "$(median NlohmannTree 4)")  (limit 0.25)"
 
 measure bench_storage_pass
 echo "Storage pass, cost per disk, 256 disks over 16:                $(ratio "$(median FullPass/256/real_time)" \

@@ -60,7 +60,7 @@ TEST_F(HostRequests, ADiskIsPreparedAndTheDescriptionReadAgain)
 {
     // A disk that has a controller's name needs preparation as well, but not through the plug-in.
     m_dir.Write(kConfigurationFile,
-                R"(<zDVR><Storage><Disk SerialNumber="S9" OtherName="x"/></Storage></zDVR>)");
+                R"(<zDVR><Storage><Disk SerialNumber="S9" OtherName="x" RaidPort="7"/></Storage></zDVR>)");
     AnswerSysInfo("motherboard-vendor=ACME\ndrive-index=0\ndrive-serial=S1\ndrive-needs-prep=1\n"
                   "drive-index=1\ndrive-serial=S9\ndrive-needs-prep=1\n");
     Answer({"scripts/driveprep.sh", "prep", "S1"}, {});
