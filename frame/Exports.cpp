@@ -97,7 +97,7 @@ extern "C"
     {
         CCorvane* manager = g_manager;
         const auto length = Get<std::uint32_t>(request, kIoctlLength);
-        const auto* data = reinterpret_cast<const void*>(Get<std::uintptr_t>(request, kIoctlData));
+        const auto* data = Get<const void*>(request, kIoctlData);
         switch (Get<std::uint32_t>(request, kIoctlCode))
         {
         case kIoctlRun:
@@ -133,9 +133,8 @@ extern "C"
             // The reply is written first: once posted, the buffer may be processed and released at any
             // moment.
             Put<std::uint32_t>(reply, kWriteReplyBufferKept, 1);
-            manager->PostStatusUpdate(
-                reinterpret_cast<const void*>(Get<std::uintptr_t>(message, kIncomingData)),
-                Get<std::int32_t>(message, kIncomingLength));
+            manager->PostStatusUpdate(Get<const void*>(message, kIncomingData),
+                                      Get<std::int32_t>(message, kIncomingLength));
         }
         else if (Get<std::uint64_t>(message, kIncomingCategory) ==
                  static_cast<std::uint64_t>(MessageCategory::Heartbeat))
