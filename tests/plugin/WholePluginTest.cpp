@@ -141,6 +141,8 @@ TEST_F(WholePlugin, LoadedAgainItStartsAfresh)
 // The library itself, too, may go and come back.
 TEST(PluginLibrary, CanBeUnmappedAndMappedAgain)
 {
+    const CTempDir directory; // the configuration is saved there
+    const CWorkingDirectory there(directory.Path());
     for (int round = 0; round < 3; ++round)
     {
         CLoadedPlugin plugin;
