@@ -116,6 +116,9 @@ TEST_F(Configuration, ADisksRangeSurvivesARestartWithoutTheDisk)
     EXPECT_THAT(document, HasSubstr(R"(<Disk Name="S1" Model="EXAMPLE" SerialNumber="S1")"));
     EXPECT_THAT(document, HasSubstr(R"(<Threshold Id="194" Min="-10" Max="45" />)"));
     EXPECT_THAT(document, Not(HasSubstr("<Attribute ")));
+    EXPECT_THAT(LastDocument(MessageCategory::StatusDocument),
+                HasSubstr(R"(<Disk Name="S1" Message="Offline" )"))
+        << "not seen by any scan yet: no poll error";
     Stop();
 
     AnswerScan({"/dev/sdb"}); // the same disk, elsewhere

@@ -35,14 +35,14 @@ public:
 };
 
 CNoPorts noPorts;
-const CSystemClock chipClock;
+const CSystemClock kChipClock;
 
 // Its one sensor, of the rig's board file, shows 5 while it has news and nothing otherwise.
 class CFakeChip final : public CSuperIo
 {
 public:
     CFakeChip(std::shared_ptr<ChipScript> script, const SuperIoInfo& info, const std::string& vendor)
-        : CSuperIo({.info = info, .ports = noPorts, .clock = chipClock}, "Chip of " + vendor),
+        : CSuperIo({.info = info, .ports = noPorts, .clock = kChipClock}, "Chip of " + vendor),
           m_script(std::move(script))
     {
     }
