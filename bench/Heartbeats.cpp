@@ -45,6 +45,7 @@ int main(int argc, char** argv)
         burners.emplace_back(BurnOneCore);
     }
     const std::size_t first = plugin.Host().HeartbeatTimes().size();
+    // The length of the measurement; nothing is waited for.
     std::this_thread::sleep_for(std::chrono::seconds(seconds) + std::chrono::milliseconds(500));
     std::vector<std::int64_t> times = plugin.Host().HeartbeatTimes();
     g_done = true;

@@ -13,8 +13,6 @@
 #include <cerrno>
 #include <csignal>
 
-extern char** environ; // NOLINT(readability-redundant-declaration)
-
 namespace host
 {
 namespace
@@ -256,7 +254,7 @@ void CRealLauncher::Serve(Child& child, const pollfd* ready)
 // Passes one piece of output on. False when there is none at the moment or the pipe has ended.
 bool CRealLauncher::ReadOutput(Child& child, std::size_t channel)
 {
-    std::array<char, kMaxFrame - kFrameHeader> buffer; // NOLINT: filled by read
+    std::array<char, kMaxFrame - kFrameHeader> buffer; // filled by read
     const ssize_t count = read(child.output[channel].Get(), buffer.data(), buffer.size());
     if (count > 0)
     {

@@ -4,8 +4,8 @@
 #include "frame/Xml.h"
 #include "host/SimTime.h"
 #include "hwmon/PortIo.h"
+#include "tests/support/KernelWait.h"
 
-#include <sys/syscall.h>
 #include <tinyxml.h>
 #include <unistd.h>
 
@@ -15,16 +15,6 @@
 
 namespace
 {
-constexpr std::int64_t kLimitSec = 60;
-
-// The kernel's own clock, whatever the process clock shows.
-std::int64_t KernelSeconds()
-{
-    timespec now{};
-    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
-    return now.tv_sec;
-}
-
 // A chip whose registers nobody looks at: the fake touches no port.
 class CNoPorts final : public CPortIo
 {
@@ -399,33 +389,14 @@ void ManagerRig::Housekeeping()
          [this, before](const CFakeHost::Record& /*told*/) { return m_chip->polls > before; });
 }
 
-// Looks again and again: how long the kernel would wait for a moved process clock nobody knows.
 bool ManagerRig::WaitUntil(const std::function<bool(const CFakeHost::Record&)>& condition)
 {
-    constexpr timespec kPause{0, 200'000};
-    const std::int64_t end = KernelSeconds() + kLimitSec;
-    while (!condition(m_host.Told()))
-    {
-        if (KernelSeconds() > end)
-        {
-            return false;
-        }
-        syscall(SYS_nanosleep, &kPause, nullptr);
-    }
-    return true;
+    return WaitByKernelClock(m_host, condition);
 }
 
 std::vector<std::string> ManagerRig::Documents(MessageCategory category) const
 {
-    std::vector<std::string> texts;
-    for (const CFakeHost::Document& document : m_host.Documents())
-    {
-        if (document.category == static_cast<std::uint64_t>(category))
-        {
-            texts.push_back(document.text);
-        }
-    }
-    return texts;
+    return DocumentTexts(m_host, category);
 }
 
 std::string ManagerRig::LastDocument(MessageCategory category) const

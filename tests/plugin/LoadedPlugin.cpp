@@ -1,28 +1,15 @@
 #include "tests/plugin/LoadedPlugin.h"
 
 #include "host/SimTime.h"
+#include "tests/support/KernelWait.h"
 
 #include <dlfcn.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <stdexcept>
-
-namespace
-{
-constexpr std::int64_t kLimitSec = 60;
-
-// The kernel's own clock, whatever the process clock shows.
-std::int64_t KernelSeconds()
-{
-    timespec now{};
-    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
-    return now.tv_sec;
-}
-} // namespace
 
 CLoadedPlugin::CLoadedPlugin() : m_library(dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL))
 {
@@ -125,31 +112,12 @@ void PluginRig::Settle()
                           { return std::count(told.releases.begin(), told.releases.end(), address) != 0; }));
 }
 
-// Looks again and again: how long the kernel would wait for a moved process clock nobody knows.
 bool PluginRig::WaitUntil(const std::function<bool(const CFakeHost::Record&)>& condition)
 {
-    constexpr timespec kPause{0, 200'000};
-    const std::int64_t end = KernelSeconds() + kLimitSec;
-    while (!condition(m_host.Told()))
-    {
-        if (KernelSeconds() > end)
-        {
-            return false;
-        }
-        syscall(SYS_nanosleep, &kPause, nullptr);
-    }
-    return true;
+    return WaitByKernelClock(m_host, condition);
 }
 
 std::vector<std::string> PluginRig::Documents(MessageCategory category) const
 {
-    std::vector<std::string> texts;
-    for (const CFakeHost::Document& document : m_host.Documents())
-    {
-        if (document.category == static_cast<std::uint64_t>(category))
-        {
-            texts.push_back(document.text);
-        }
-    }
-    return texts;
+    return DocumentTexts(m_host, category);
 }
