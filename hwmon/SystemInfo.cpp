@@ -147,9 +147,7 @@ private:
             m_info.removableDevices["/dev/" + drive.name] = true;
         }
         Log(LogInfo,
-            "SYSINFO: non-RAID disk serial [%s] slot [%d] needprep [%d] partitions [%d] mount [%s] fstype "
-            "[%s] name [%s] "
-            "removable [%d]",
+            "SYSINFO: non-RAID disk serial [%s] slot [%d] needprep [%d] partitions [%d] mount [%s] fstype [%s] name [%s] removable [%d]",
             drive.serial.c_str(), drive.slot, drive.needsPrep ? 1 : 0, drive.partitions,
             drive.mountPath.c_str(), drive.fileSystem.c_str(), drive.name.c_str(), drive.removable ? 1 : 0);
     }

@@ -86,8 +86,8 @@ bool CCorvane::RefreshControllers()
         candidate = m_environment.adaptec.create(m_description.isQSeries);
         if (candidate != nullptr)
         {
-            Log(LogWarning, "Adaptec RAID controller detected - self-test operations are not supported for "
-                            "RAID-attached disks");
+            Log(LogWarning,
+                "Adaptec RAID controller detected - self-test operations are not supported for RAID-attached disks");
         }
     }
     if (candidate == nullptr || !candidate->RefreshController().ok)
