@@ -104,8 +104,8 @@ std::int32_t CBenchHost::Handle(const HostMessage& message)
     case MessageCategory::IpcFrameMessage:
     {
         const std::lock_guard lock(m_mutex);
-        m_requests.emplace_back(reinterpret_cast<const char*>(static_cast<std::uintptr_t>(message.data)),
-                                message.length);
+        // The interface carries pointers as numbers. NOLINTNEXTLINE(performance-no-int-to-ptr)
+        m_requests.emplace_back(reinterpret_cast<const char*>(message.data), message.length);
         m_changed.notify_all();
         return 0;
     }
@@ -161,41 +161,56 @@ std::vector<std::int64_t> CBenchHost::HeartbeatTimes()
 
 namespace
 {
+std::string Replaced(std::string text, const std::string& mark, const std::string& value)
+{
+    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + value.size()))
+    {
+        text.replace(at, mark.size(), value);
+    }
+    return text;
+}
+
 // A report as smartctl prints it for an ATA disk, some 12 KB.
 std::string SmallAtaReport(const std::string& device, const std::string& serial)
 {
+    constexpr int kRows = 24;
+    const std::string row = R"json(
+      {
+        "id": NUMBER,
+        "name": "Attribute_Number_NUMBER",
+        "value": 100,
+        "worst": 99,
+        "thresh": 10,
+        "when_failed": "",
+        "flags": {
+          "value": 50,
+          "string": "-O--CK ",
+          "prefailure": false,
+          "updated_online": true,
+          "performance": false,
+          "error_rate": false,
+          "event_count": true,
+          "auto_keep": true
+        },
+        "raw": {
+          "value": RAW,
+          "string": "RAW"
+        }
+      })json";
     std::string text = R"json({"json_format_version":[1,0],"smartctl":{"version":[7,3],"svn_revision":"5338",
 "platform_info":"x86_64-linux","build_info":"(local build)","argv":["smartctl"],"exit_status":0},
 "device":{"name":"DEVICE","info_name":"DEVICE [SAT]","type":"sat","protocol":"ATA"},
 "model_name":"Bench Disk 8T","serial_number":"SERIAL","firmware_version":"B100",
 "user_capacity":{"blocks":15628053168,"bytes":8001563222016},"smart_status":{"passed":true},
 "ata_smart_attributes":{"revision":16,"table":[)json";
-    constexpr int kRows = 24;
-    for (int row = 1; row <= kRows; ++row)
+    for (int i = 1; i <= kRows; ++i)
     {
-        const std::string id = std::to_string(row == kRows ? 194 : row);
-        const std::string raw = std::to_string(1000 + row);
-        text += (row > 1 ? "," : "") + std::string("\n      {\n        \"id\": ") + id +
-                ",\n        \"name\": \"Attribute_Number_" + id +
-                "\",\n        \"value\": 100,\n        \"worst\": 99,\n        \"thresh\": 10,\n"
-                "        \"when_failed\": \"\",\n        \"flags\": {\n          \"value\": 50,\n"
-                "          \"string\": \"-O--CK \",\n          \"prefailure\": false,\n"
-                "          \"updated_online\": true,\n          \"performance\": false,\n"
-                "          \"error_rate\": false,\n          \"event_count\": true,\n"
-                "          \"auto_keep\": true\n        },\n        \"raw\": {\n          \"value\": " +
-                raw + ",\n          \"string\": \"" + raw + "\"\n        }\n      }";
+        text += i > 1 ? "," : "";
+        text += Replaced(Replaced(row, "NUMBER", std::to_string(i == kRows ? 194 : i)), "RAW",
+                         std::to_string(1000 + i));
     }
     text += R"json(]},"power_on_time":{"hours":1234},"temperature":{"current":36}})json";
-    for (const auto& [mark, value] :
-         {std::pair<std::string, std::string>{"DEVICE", device}, {"SERIAL", serial}})
-    {
-        for (std::size_t at = text.find(mark); at != std::string::npos;
-             at = text.find(mark, at + value.size()))
-        {
-            text.replace(at, mark.size(), value);
-        }
-    }
-    return text;
+    return Replaced(Replaced(text, "DEVICE", device), "SERIAL", serial);
 }
 } // namespace
 
@@ -208,8 +223,12 @@ Answer ApplianceWithDisks(int disks)
     {
         const std::string device = "/dev/sd" + std::to_string(i);
         const std::string serial = "BENCH" + std::to_string(100000 + i);
-        scan += (i > 0 ? "," : "") + std::string(R"({"name":")") + device + R"(","type":"sat"})";
-        sysinfo += "drive-index=" + std::to_string(i) + "\ndrive-serial=" + serial + "\n";
+        scan.append(i > 0 ? "," : "").append(R"({"name":")").append(device).append(R"(","type":"sat"})");
+        sysinfo.append("drive-index=")
+            .append(std::to_string(i))
+            .append("\ndrive-serial=")
+            .append(serial)
+            .append("\n");
         (*texts)[device] = SmallAtaReport(device, serial);
     }
     (*texts)["--scan"] = scan + "]}";

@@ -24,11 +24,10 @@ std::int32_t SendText(std::uint64_t source, HostCallback callback, LogLevel leve
     HostMessage message = LogEnvelope(source, kTypeLogText);
     message.length = static_cast<std::uint32_t>(length);
     message.data = reinterpret_cast<std::uintptr_t>(text);
-    // Record: u32 size, u32 version, u64 level.
+    message.recordSize = kLogRecordSize;
+    message.recordVersion = kLogRecordVersion;
     const std::uint64_t wideLevel = static_cast<std::uint32_t>(level);
-    std::memcpy(message.record, &kLogRecordSize, sizeof kLogRecordSize);
-    std::memcpy(message.record + 4, &kLogRecordVersion, sizeof kLogRecordVersion);
-    std::memcpy(message.record + 8, &wideLevel, sizeof wideLevel);
+    std::memcpy(message.recordData, &wideLevel, sizeof wideLevel);
     return callback(&message, nullptr);
 }
 
@@ -80,19 +79,29 @@ std::int32_t LogToHostV(std::uint64_t source, HostCallback callback, LogLevel le
     return IsWanted(source, callback, level) ? FormatAndSend(source, callback, level, format, arguments) : 0;
 }
 
+// The variadic entries ask before they set up their arguments: most lines end there.
 std::int32_t LogToHost(std::uint64_t source, HostCallback callback, LogLevel level, const char* format, ...)
 {
+    if (!IsWanted(source, callback, level))
+    {
+        return 0;
+    }
     std::va_list arguments;
     va_start(arguments, format);
-    const std::int32_t result = LogToHostV(source, callback, level, format, arguments);
+    const std::int32_t result = FormatAndSend(source, callback, level, format, arguments);
     va_end(arguments);
     return result;
 }
 
 void Log(LogLevel level, const char* format, ...)
 {
+    const HostCallback callback = GetHostCallback();
+    if (!IsWanted(kPluginId, callback, level))
+    {
+        return;
+    }
     std::va_list arguments;
     va_start(arguments, format);
-    LogToHostV(kPluginId, GetHostCallback(), level, format, arguments);
+    FormatAndSend(kPluginId, callback, level, format, arguments);
     va_end(arguments);
 }

@@ -30,7 +30,8 @@ bool ReadSelfTestSchedule(const TiXmlElement* first, SelfTestSchedule& schedule)
         const auto type = IntAttribute(*element, "SelfTest");
         const auto days = IntAttribute(*element, "Days");
         const auto start = IntAttribute(*element, "Start");
-        if (!days || !start || (type != kShortTest && type != kLongTest))
+        const bool known = type.value_or(-1) == kShortTest || type.value_or(-1) == kLongTest;
+        if (!known || !days || !start)
         {
             continue;
         }

@@ -19,8 +19,10 @@ struct ManualTime
     using period = std::milli;
     using duration = std::chrono::milliseconds;
     using time_point = std::chrono::time_point<ManualTime>;
+    // NOLINTBEGIN(readability-identifier-naming): names that a clock has to have
     static constexpr bool is_steady = true;
     static time_point now() { return s_now; }
+    // NOLINTEND(readability-identifier-naming)
     inline static time_point s_now{};
 };
 

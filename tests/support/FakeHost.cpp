@@ -164,7 +164,7 @@ std::int32_t CFakeHost::ReceiveLog(const HostMessage& message)
             return m_threshold;
         }
         std::int32_t level = 0;
-        std::memcpy(&level, message.record + 8, sizeof level);
+        std::memcpy(&level, message.recordData, sizeof level);
         m_record.log.push_back({level, std::string(TextOf(message))});
     }
     m_changed.notify_all();
