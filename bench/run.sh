@@ -6,12 +6,13 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=build/release/bench
 if [ "${1:-}" = --quick ]; then
-    repetitions=1 min_time=0.02 passes=120 seconds=2
+    repetitions=1 min_time=0.02 passes=120 seconds=2 polls=1000
 else
-    repetitions=9 min_time=0.2 passes=1000 seconds=60
+    repetitions=9 min_time=0.2 passes=1000 seconds=60 polls=100000
 fi
 cmake --preset release >/dev/null
-cmake --build --preset release --target bench_smartctl bench_log bench_storage_pass bench_memory bench_heartbeats
+cmake --build --preset release --target bench_smartctl bench_log bench_storage_pass bench_memory bench_heartbeats \
+    bench_hwmon
 
 csv=$(mktemp)
 trap 'rm -f "$csv"' EXIT
@@ -48,3 +49,4 @@ echo "Allocations, line below the threshold and line that passes:    $(awk -F, '
 
 "$build/bench_memory" "$passes"
 "$build/bench_heartbeats" "$seconds"
+"$build/bench_hwmon" "$polls"

@@ -10,6 +10,7 @@
 #include <tinyxml.h>
 
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 namespace

@@ -4,11 +4,11 @@
 
 #include "hwmon/ChipTables.h"
 #include "hwmon/ConfigAccess.h"
+#include "hwmon/FifoLock.h"
 #include "hwmon/Sensor.h"
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -131,7 +131,7 @@ private:
     void SelectBank(std::uint32_t reg);
     void RunStep(const Step& step, ChangeLog log);
 
-    std::mutex m_operationLock;
+    CFifoLock m_operationLock;
     CPortIo& m_ports;
     const CClock& m_clock;
     const CConfigAccess m_config;
