@@ -1,6 +1,9 @@
 // Polls of the families that let the chip compare: order of the accesses, and what is kept between polls.
 #include "tests/hwmon/ChipRig.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace
 {
 class ChipPoll : public ChipRig
@@ -58,6 +61,56 @@ TEST_F(ChipPoll, It8728)
     EXPECT_EQ(Poll(), "enter C07=04 M20? M28? exit enter C07=04 M29? M40=3C M41=FD exit "
                       "enter C07=04 M0E? M19? exit enter C07=04 M01? M02? M03? M00? M00=D3 exit");
 }
+
+// Register accesses of polls with every channel of the family wired, so that none comes in unnoticed.
+struct PollCount
+{
+    const char* name;
+    Chip chip;
+    int first; // writes the limits
+    int later;
+};
+
+class PollCounts : public ChipRig, public testing::WithParamInterface<PollCount>
+{
+protected:
+    int CountPoll()
+    {
+        const std::string accesses = Poll();
+        return static_cast<int>(std::count(accesses.begin(), accesses.end(), ' ')) + 1;
+    }
+};
+
+TEST_P(PollCounts, AreTheChipsOwn)
+{
+    Make(GetParam().chip);
+    std::string sensors;
+    for (const auto& [first, last] :
+         {std::pair{1000, 1008}, {1100, 1107}, {2000, 2004}, {2100, 2103}, {3000, 3005}, {3100, 3102}})
+    {
+        for (int id = first; id <= last; ++id)
+        {
+            sensors += SensorXml(id, 100, 5000, "1", R"(Register="0x2A" Width="2")");
+        }
+    }
+    Monitor(sensors);
+    for (int reg = 0; reg < 0x700; ++reg)
+    {
+        const int index = reg & 0xFF;
+        const bool isStatus = index == 0x41 || index == 0x42 || (reg >> 8) == 4;
+        m_ports->Monitor(reg) = isStatus ? 0x00 : 0x21;
+    }
+    EXPECT_EQ(CountPoll(), GetParam().first);
+    EXPECT_EQ(CountPoll(), GetParam().later);
+}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, PollCounts,
+    testing::Values(PollCount{"W83627", Chip::W83627, 133, 85}, PollCount{"W83677", Chip::W83677, 135, 67},
+                    PollCount{"Nct6776", Chip::Nct6776, 149, 73}, PollCount{"It8772", Chip::It8772, 58, 38},
+                    PollCount{"It8728", Chip::It8728, 60, 40}, PollCount{"It8612", Chip::It8612, 63, 43},
+                    PollCount{"Nct6791", Chip::Nct6791, 112, 112}, PollCount{"Fintek", Chip::Fintek, 73, 73},
+                    PollCount{"Nct5525", Chip::Nct5525, 108, 108}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(ChipPoll, ARestartProgramsTheLimitsAgain)
 {
