@@ -1,6 +1,7 @@
 #include "sim/Appliance.h"
 
 #include "sim/Machine.h"
+#include "sim/SuperIoChips.h"
 #include "sim/Verbs.h"
 
 #include <mutex>
@@ -19,6 +20,17 @@ AppliancePreset PresetOrThrow(const std::string& name)
         throw std::invalid_argument("no appliance preset \"" + name + "\"");
     }
     return *std::move(preset);
+}
+
+// Null for a board without one.
+const SuperIoRows* ChipOrThrow(const std::string& name)
+{
+    const SuperIoRows* const rows = FindChip(name);
+    if (rows == nullptr && !name.empty() && name != "none")
+    {
+        throw std::invalid_argument("no chip \"" + name + "\"");
+    }
+    return rows;
 }
 
 Scenario BuiltInScenario(const AppliancePreset& preset)
@@ -53,7 +65,7 @@ void CheckScenario(const Machine& machine, const Scenario& scenario)
 
 struct CAppliance::State
 {
-    explicit State(AppliancePreset preset) : machine(std::move(preset)) {}
+    State(AppliancePreset preset, const SuperIoRows* chip) : machine(std::move(preset), chip) {}
 
     mutable std::mutex mutex; // guards everything below
     Machine machine;
@@ -61,9 +73,11 @@ struct CAppliance::State
     std::size_t nextEvent = 0;
 };
 
-CAppliance::CAppliance(const std::string& preset, std::optional<Scenario> scenario)
-    : m_state(std::make_unique<State>(PresetOrThrow(preset)))
+CAppliance::CAppliance(const std::string& preset, std::optional<Scenario> scenario, const std::string& chip)
 {
+    AppliancePreset built = PresetOrThrow(preset);
+    const SuperIoRows* const rows = ChipOrThrow(chip.empty() ? built.chip : chip);
+    m_state = std::make_unique<State>(std::move(built), rows);
     m_state->scenario = scenario ? *std::move(scenario) : BuiltInScenario(m_state->machine.preset);
     CheckScenario(m_state->machine, m_state->scenario);
 }
@@ -79,6 +93,10 @@ ProgramRun CAppliance::Run(const std::vector<std::string>& argv, SimTime now)
 std::vector<std::string> CAppliance::Advance(SimTime now)
 {
     const std::lock_guard lock(m_state->mutex);
+    if (m_state->machine.superIo)
+    {
+        m_state->machine.superIo->Tick(now);
+    }
     const auto& events = m_state->scenario.events;
     std::vector<std::string> lines;
     while (m_state->nextEvent < events.size() && events[m_state->nextEvent].at <= now &&
@@ -111,6 +129,23 @@ std::vector<std::string> CAppliance::TakeRequests()
     return std::exchange(m_state->machine.requests, {});
 }
 
+CIoPorts& CAppliance::Ports() const
+{
+    return m_state->machine.Ports();
+}
+
+std::optional<WatchdogView> CAppliance::Watchdog(SimTime now) const
+{
+    const auto& chip = m_state->machine.superIo; // has a guard of its own
+    return chip ? std::optional(chip->Watchdog(now)) : std::nullopt;
+}
+
+bool CAppliance::TakeReset()
+{
+    const auto& chip = m_state->machine.superIo;
+    return chip && chip->TakeReset();
+}
+
 std::map<std::string, std::string> CAppliance::Files() const
 {
     return m_state->machine.preset.files;
@@ -119,5 +154,10 @@ std::map<std::string, std::string> CAppliance::Files() const
 std::vector<std::string> CAppliance::PresetNames()
 {
     return ListPresets();
+}
+
+std::vector<std::string> CAppliance::ChipNames()
+{
+    return ListChips();
 }
 } // namespace sim

@@ -3,6 +3,7 @@
 // plug-in.
 #pragma once
 
+#include "sim/IoPorts.h"
 #include "sim/Scenario.h"
 #include "sim/SimTime.h"
 
@@ -30,10 +31,11 @@ struct AppliancePreset;
 class CAppliance
 {
 public:
-    // `preset` is a name of PresetNames; `scenario` replaces the preset's own when given. Throws
-    // std::invalid_argument on an unknown preset and on a scenario that names what this appliance does not
-    // have.
-    CAppliance(const std::string& preset, std::optional<Scenario> scenario);
+    // `preset` is a name of PresetNames; `scenario` replaces the preset's own when given. `chip` is "" for
+    // the Super I/O chip of the preset's board, "none" for a board without one, or a name of ChipNames.
+    // Throws std::invalid_argument on an unknown preset or chip and on a scenario that names what this
+    // appliance does not have.
+    CAppliance(const std::string& preset, std::optional<Scenario> scenario, const std::string& chip = "");
     ~CAppliance();
 
     // Runs a program as the appliance would at `now`. Thread-safe.
@@ -52,10 +54,22 @@ public:
     // storage hardware refresh. Thread-safe.
     std::vector<std::string> TakeRequests();
 
+    // What answers the port instructions. Lives as long as the appliance; may be used in a signal handler.
+    [[nodiscard]] CIoPorts& Ports() const;
+
+    // Nothing without a chip. Thread-safe.
+    [[nodiscard]] std::optional<WatchdogView> Watchdog(SimTime now) const;
+
+    // True once after the watchdog has reset the appliance: the chip is then as its firmware leaves it, with
+    // the status bit that tells of the time-out. Advance, Watchdog and accesses notice that it has run out.
+    // Until this call the chip stays as it was, with its watchdog stopped. Thread-safe.
+    bool TakeReset();
+
     // Files the appliance has in the working directory, by relative name.
     [[nodiscard]] std::map<std::string, std::string> Files() const;
 
     static std::vector<std::string> PresetNames();
+    static std::vector<std::string> ChipNames(); // without "none"
 
 private:
     struct State;

@@ -5,11 +5,21 @@
 
 namespace sim
 {
-Machine::Machine(AppliancePreset built)
+Machine::Machine(AppliancePreset built, const SuperIoRows* chip)
     : preset(std::move(built)),
       disks(preset.disks.begin(), preset.disks.end()),
-      bmc(preset.bmcSensors)
+      bmc(preset.bmcSensors),
+      superIo(chip != nullptr ? std::make_unique<CSimSuperIo>(*chip) : nullptr)
 {
+}
+
+CIoPorts& Machine::Ports()
+{
+    if (superIo)
+    {
+        return *superIo;
+    }
+    return emptyPorts;
 }
 
 const CSimDisk* Machine::FindDisk(std::string_view device) const

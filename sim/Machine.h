@@ -2,11 +2,14 @@
 #pragma once
 
 #include "sim/Bmc.h"
+#include "sim/EmptyPorts.h"
 #include "sim/Presets.h"
 #include "sim/SimDisk.h"
+#include "sim/SimSuperIo.h"
 #include "sim/Tools.h"
 
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,15 +18,21 @@ namespace sim
 {
 struct Machine
 {
-    explicit Machine(AppliancePreset built);
+    // `chip`: null for a board without one.
+    Machine(AppliancePreset built, const SuperIoRows* chip);
 
     // Whether it is plugged or not. Null when the appliance has no such drive.
     [[nodiscard]] const CSimDisk* FindDisk(std::string_view device) const;
     CSimDisk* FindDisk(std::string_view device);
 
+    // The chip's, or those of a board without one.
+    CIoPorts& Ports();
+
     AppliancePreset preset;
     std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them
     CSimBmc bmc;
+    CEmptyPorts emptyPorts;
+    std::unique_ptr<CSimSuperIo> superIo; // null without; has a guard of its own
     std::map<std::string, ToolState> tools;
     std::vector<std::string> requests; // not yet taken by the host
     bool returnsHeartbeats = true;

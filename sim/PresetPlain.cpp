@@ -142,6 +142,7 @@ AppliancePreset MakePlainPreset()
                     .memory = "32768 MB",
                     .swap = "8192 MB",
                     .processors = {"Corelia C6-3400 @ 3.40GHz", "Corelia C6-3400 @ 3.40GHz"}};
+    preset.chip = "nct6791";
     preset.disks = Disks();
     preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kHardwareDescription}};
     preset.scenario = kScenario;

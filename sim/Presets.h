@@ -30,6 +30,7 @@ struct AppliancePreset
     std::string name;
     BoardSpec board;
     std::vector<DiskSpec> disks;
+    std::string chip{};                       // Super I/O, a name of SuperIoChips.h; empty: none
     std::vector<BmcSensorSpec> bmcSensors{};  // in the order of its repository; none: no controller
     std::map<std::string, std::string> files; // in the working directory, by relative name
     std::string scenario;                     // played when no other is given
