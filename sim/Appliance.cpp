@@ -1,5 +1,6 @@
 #include "sim/Appliance.h"
 
+#include "sim/BoardFile.h"
 #include "sim/Machine.h"
 #include "sim/SuperIoChips.h"
 #include "sim/Verbs.h"
@@ -77,6 +78,11 @@ CAppliance::CAppliance(const std::string& preset, std::optional<Scenario> scenar
 {
     AppliancePreset built = PresetOrThrow(preset);
     const SuperIoRows* const rows = ChipOrThrow(chip.empty() ? built.chip : chip);
+    if (rows != nullptr && rows->name != built.chip)
+    {
+        std::string& boardFile = built.files["hwmconfig.xml"];
+        boardFile = MakeBoardFile(*rows, built.board.model, DiskSection(boardFile));
+    }
     m_state = std::make_unique<State>(std::move(built), rows);
     m_state->scenario = scenario ? *std::move(scenario) : BuiltInScenario(m_state->machine.preset);
     CheckScenario(m_state->machine, m_state->scenario);

@@ -57,7 +57,7 @@ constexpr SuperIoRows kNct6791Rows{
     .voltages = kVoltages,
     .temperatures = kTemperatures,
     .fans = kFans,
-    .fanCounter = {.readsSpeed = true, .standing = 164},
+    .fanCounter = {.readsSpeed = true, .standing = kWinbondStandingFan},
     .watchdog = kWinbondWatchdog,
     .configDefaults = kConfig,
     .monitorDefaults = kMonitor,

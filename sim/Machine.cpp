@@ -22,6 +22,15 @@ CIoPorts& Machine::Ports()
     return emptyPorts;
 }
 
+void Machine::RefusePorts(bool refuses)
+{
+    emptyPorts.SetRefusal(refuses);
+    if (superIo)
+    {
+        superIo->SetRefusal(refuses);
+    }
+}
+
 const CSimDisk* Machine::FindDisk(std::string_view device) const
 {
     const auto disk =

@@ -27,6 +27,7 @@ struct Machine
 
     // The chip's, or those of a board without one.
     CIoPorts& Ports();
+    void RefusePorts(bool refuses);
 
     AppliancePreset preset;
     std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them

@@ -1,5 +1,6 @@
 // An appliance without RAID controller: SATA disks in the bays, a system SSD and an NVMe disk inside, a USB
 // stick.
+#include "sim/BoardFile.h"
 #include "sim/Presets.h"
 
 namespace sim
@@ -81,17 +82,10 @@ constexpr const char* kSystemDescription = R"(<?xml version="1.0"?>
 </SystemInfo>
 )";
 
-// The board has no sensors described yet. The reserved range lies at the beginning of the hard disks, which
-// carry a partition table that no self-test failure there should alarm about.
-constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
-<HwMonitor/>
-<SmartConfig>
-    <Disk Model="Meridian ST-8T" FirstIgnoreLba="34" LastIgnoreLba="2047"/>
-</SmartConfig>
-)";
-
-// Three minutes in which every kind of trouble comes and goes. Each change is followed by a refresh request,
-// because the plug-in by itself looks at SMART data once an hour only.
+// Some minutes in which every kind of trouble comes and goes. Each change of a disk is followed by a refresh
+// request, because the plug-in by itself looks at SMART data once an hour only; the board's sensors it reads
+// every five seconds. Last comes what resets the appliance: the watchdog's time-out is 40 s, counted from the
+// last heartbeat that the host returned.
 constexpr const char* kScenario = R"(
 at 0s   note all disks are healthy; /dev/sdf waits for preparation
 
@@ -126,7 +120,16 @@ at 2m46s request refresh
 at 2m58s disk /dev/nvme0 spare 100
 at 2m59s request refresh
 
-at 3m5s note nothing more will happen
+at 3m5s  chip fan 1 stop                   # a chassis fan
+at 3m10s chip temperature 1 warm 78 over 8s # the board; its limit is 70
+
+at 3m25s heartbeats withhold
+at 4m10s note the watchdog has reset the appliance
+at 4m10s heartbeats return
+at 4m12s chip fan 1 value 1150
+at 4m12s chip temperature 1 warm 34 over 8s
+
+at 4m30s note nothing more will happen
 )";
 } // namespace
 
@@ -144,7 +147,7 @@ AppliancePreset MakePlainPreset()
                     .processors = {"Corelia C6-3400 @ 3.40GHz", "Corelia C6-3400 @ 3.40GHz"}};
     preset.chip = "nct6791";
     preset.disks = Disks();
-    preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kHardwareDescription}};
+    preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kExampleBoardFile}};
     preset.scenario = kScenario;
     return preset;
 }

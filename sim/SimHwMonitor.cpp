@@ -52,6 +52,7 @@ CSimHwMonitor::CSimHwMonitor(const SuperIoRows& rows) : m_rows(rows)
                    {
                        channel.from = channel.to = row.restRpm;
                        channel.wander = row.restRpm / 100;
+                       channel.isFitted = row.restRpm != 0;
                    });
     PowerOn();
 }
@@ -59,6 +60,7 @@ CSimHwMonitor::CSimHwMonitor(const SuperIoRows& rows) : m_rows(rows)
 void CSimHwMonitor::PowerOn()
 {
     m_registers.fill(0);
+    WidenLimits();
     for (const MonitorDefault& row : m_rows.monitorDefaults)
     {
         m_registers[row.reg] = row.value;
@@ -71,6 +73,33 @@ void CSimHwMonitor::PowerOn()
         {
             channel.isOut = false;
             channel.isLatched = false;
+        }
+    }
+}
+
+void CSimHwMonitor::WidenLimits()
+{
+    for (const VoltageRow& row : m_rows.voltages)
+    {
+        if (row.limits)
+        {
+            m_registers[row.limits->high] = 0xFF;
+        }
+    }
+    for (const TemperatureRow& row : m_rows.temperatures)
+    {
+        if (row.limits)
+        {
+            m_registers[row.limits->high] = static_cast<std::uint8_t>(m_rows.temperatureLimits.high);
+            m_registers[row.limits->low] = static_cast<std::uint8_t>(m_rows.temperatureLimits.low);
+        }
+    }
+    for (const FanRow& row : m_rows.fans)
+    {
+        if (row.limit)
+        {
+            m_registers[row.limit->high.value_or(row.limit->low)] = 0xFF;
+            m_registers[row.limit->low] = 0xFF;
         }
     }
 }
@@ -99,6 +128,7 @@ void CSimHwMonitor::SetValue(Quantity quantity, int number, int value, SimTime l
     channel.start = now;
     channel.length = length;
     channel.wander = 0;
+    channel.isFitted = true;
 }
 
 int CSimHwMonitor::ValueAt(const Channel& channel, std::size_t number, SimTime now)
@@ -174,7 +204,8 @@ int CSimHwMonitor::FanTicks(std::size_t at, int fullScale, SimTime now) const
 
 std::uint16_t CSimHwMonitor::FanReading(std::size_t at, SimTime now) const
 {
-    if (!IsConverted(m_rows.fans[at].enable))
+    const bool isEmpty = m_rows.fanCounter.readsSpeed && !m_fans[at].isFitted;
+    if (isEmpty || !IsConverted(m_rows.fans[at].enable))
     {
         return 0;
     }

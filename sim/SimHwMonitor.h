@@ -43,12 +43,14 @@ private:
         int to = 0;
         SimTime start{0};
         SimTime length{0};
-        int wander = 0; // greatest step away from rest
+        int wander = 0;       // greatest step away from rest
+        bool isFitted = true; // a fan: whether one is plugged in
         bool isOut = false;
         bool isLatched = false;
     };
     using Channels = std::array<Channel, kMaxChannels>;
 
+    void WidenLimits();
     static int ValueAt(const Channel& channel, std::size_t number, SimTime now);
     Channels& ChannelsOf(Quantity quantity);
 

@@ -7,7 +7,15 @@ namespace sim
 namespace
 {
 constexpr auto kChips = std::to_array<const SuperIoRows*>({
+    &kF81966Rows,
+    &kIt8612Rows,
+    &kIt8728Rows,
+    &kIt8772Rows,
+    &kNct5525Rows,
+    &kNct6776Rows,
     &kNct6791Rows,
+    &kW83627Rows,
+    &kW83677Rows,
 });
 } // namespace
 

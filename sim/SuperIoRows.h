@@ -84,7 +84,7 @@ struct FanRow
     int boardId;
     std::optional<std::uint16_t> high; // of a reading of two bytes
     std::uint16_t low;
-    int restRpm;
+    int restRpm; // 0: an empty socket, whose speed reads as 0
     std::optional<Limit> limit{};
     AlarmBits alarm{};
     Exponent exponent{};
@@ -111,6 +111,14 @@ struct MonitorDefault
 {
     std::uint16_t reg;
     std::uint8_t value;
+};
+
+// Limits of the temperatures after power-on, degrees Celsius. Those of voltages and fans are then so wide
+// that nothing is out of them.
+struct PowerOnLimits
+{
+    std::int8_t high = 127;
+    std::int8_t low = -128;
 };
 
 // Says that the watchdog has run out; outlives the reset that follows.
@@ -163,14 +171,15 @@ struct SuperIoRows
     std::uint8_t bankSelect = 0;               // 0: no banks
     RegisterBits monitorStart;                 // clear: channels read 0
     int millivoltsPerStep;
+    PowerOnLimits temperatureLimits{};
     bool hasHysteresis = false; // a temperature alarm ends below the low limit, which is no alarm in itself
     std::span<const VoltageRow> voltages;
     std::span<const TemperatureRow> temperatures;
     std::span<const FanRow> fans;
     FanCounter fanCounter;
     WatchdogRows watchdog;
-    std::span<const ConfigDefault> configDefaults;   // as the firmware leaves them
-    std::span<const MonitorDefault> monitorDefaults; // likewise
+    std::span<const ConfigDefault> configDefaults{};   // as the firmware leaves them
+    std::span<const MonitorDefault> monitorDefaults{}; // likewise
     BoardSensors boardSensors = BoardSensors::ById;
 };
 

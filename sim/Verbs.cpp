@@ -1,9 +1,11 @@
 #include "sim/Verbs.h"
 
+#include "sim/ChipVerbs.h"
 #include "sim/Machine.h"
 
 #include <array>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace sim
@@ -225,21 +227,24 @@ FoundVerb FindVerb(const std::vector<std::string>& words)
     // The complaint names what the forms that fitted longest would have taken next.
     std::size_t longest = 0;
     std::string expected;
-    for (const Verb& verb : kVerbs)
+    for (const std::span<const Verb> verbs : {std::span<const Verb>(kVerbs), ChipVerbs()})
     {
-        FormMatch match = MatchForm(verb.form, words);
-        if (match.matches)
+        for (const Verb& verb : verbs)
         {
-            return {.verb = &verb, .arguments = std::move(match.arguments)};
-        }
-        if (match.accepted > longest)
-        {
-            longest = match.accepted;
-            expected.clear();
-        }
-        if (match.accepted == longest && expected.find(match.expected) == std::string::npos)
-        {
-            expected += (expected.empty() ? "" : " or ") + match.expected;
+            FormMatch match = MatchForm(verb.form, words);
+            if (match.matches)
+            {
+                return {.verb = &verb, .arguments = std::move(match.arguments)};
+            }
+            if (match.accepted > longest)
+            {
+                longest = match.accepted;
+                expected.clear();
+            }
+            if (match.accepted == longest && expected.find(match.expected) == std::string::npos)
+            {
+                expected += (expected.empty() ? "" : " or ") + match.expected;
+            }
         }
     }
     return {.error = Complaint(expected, longest, words)};
