@@ -34,10 +34,10 @@ const SuperIoRows* ChipOrThrow(const std::string& name)
     return rows;
 }
 
-Scenario BuiltInScenario(const AppliancePreset& preset)
+Scenario BuiltInScenario(const AppliancePreset& preset, bool hasChip)
 {
     std::string error;
-    auto scenario = ParseScenario(preset.scenario, error);
+    auto scenario = ParseScenario(preset.scenario + (hasChip ? preset.chipScenario : ""), error);
     if (!scenario)
     {
         throw std::logic_error("scenario of preset " + preset.name + ", " + error);
@@ -84,7 +84,8 @@ CAppliance::CAppliance(const std::string& preset, std::optional<Scenario> scenar
         boardFile = MakeBoardFile(*rows, built.board.model, DiskSection(boardFile));
     }
     m_state = std::make_unique<State>(std::move(built), rows);
-    m_state->scenario = scenario ? *std::move(scenario) : BuiltInScenario(m_state->machine.preset);
+    m_state->scenario =
+        scenario ? *std::move(scenario) : BuiltInScenario(m_state->machine.preset, rows != nullptr);
     CheckScenario(m_state->machine, m_state->scenario);
 }
 

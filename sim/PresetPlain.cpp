@@ -82,10 +82,8 @@ constexpr const char* kSystemDescription = R"(<?xml version="1.0"?>
 </SystemInfo>
 )";
 
-// Some minutes in which every kind of trouble comes and goes. Each change of a disk is followed by a refresh
-// request, because the plug-in by itself looks at SMART data once an hour only; the board's sensors it reads
-// every five seconds. Last comes what resets the appliance: the watchdog's time-out is 40 s, counted from the
-// last heartbeat that the host returned.
+// Three minutes in which every kind of trouble comes and goes. Each change is followed by a refresh request,
+// because the plug-in by itself looks at SMART data once an hour only.
 constexpr const char* kScenario = R"(
 at 0s   note all disks are healthy; /dev/sdf waits for preparation
 
@@ -120,6 +118,11 @@ at 2m46s request refresh
 at 2m58s disk /dev/nvme0 spare 100
 at 2m59s request refresh
 
+at 3m5s note nothing more will happen to the disks
+)";
+// Then the board, whose sensors are read every five seconds. The watchdog's time-out is 40 s, counted from
+// the last heartbeat that the host returned; the next one begins with the restart.
+constexpr const char* kChipScenario = R"(
 at 3m5s  chip fan 1 stop                   # a chassis fan
 at 3m10s chip temperature 1 warm 78 over 8s # the board; its limit is 70
 
@@ -149,6 +152,7 @@ AppliancePreset MakePlainPreset()
     preset.disks = Disks();
     preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kExampleBoardFile}};
     preset.scenario = kScenario;
+    preset.chipScenario = kChipScenario;
     return preset;
 }
 } // namespace sim

@@ -34,6 +34,7 @@ struct AppliancePreset
     std::vector<BmcSensorSpec> bmcSensors{};  // in the order of its repository; none: no controller
     std::map<std::string, std::string> files; // in the working directory, by relative name
     std::string scenario;                     // played when no other is given
+    std::string chipScenario{};               // with it, on a board with a chip
 };
 
 // Nothing when there is no preset of this name.

@@ -49,6 +49,8 @@ constexpr auto kRefusedCases = std::to_array<RefusedCase>({
     {"AttributeOfNvme", "at 1s disk /dev/nvme0 attribute 5 value 1", "no attribute 5"},
     {"SpareOfSata", "at 1s disk /dev/sdc spare 1", "no NVMe disk"},
     {"HealthOfUsbStick", "at 1s disk /dev/sdg health failing", "no SMART data"},
+    {"NoSuchFan", "at 1s chip fan 6 stop", "the chip has 5 fans"},
+    {"NoSuchTemperature", "at 1s chip temperature 3 value 4", "the chip has 2 temperatures"},
 });
 
 class ApplianceRefuses : public testing::TestWithParam<RefusedCase>

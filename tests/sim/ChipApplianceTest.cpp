@@ -1,0 +1,181 @@
+// The chip as part of the appliance: its choice, its board file, its scenario lines.
+#include "sim/Appliance.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <tinyxml.h>
+
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+using namespace std::chrono_literals;
+using testing::SizeIs;
+
+namespace
+{
+int PortErrno(sim::CAppliance& appliance)
+{
+    return appliance.Ports().SetPermission(0x2E, 2, true);
+}
+
+struct ChipChoice
+{
+    const char* name;
+    const char* preset;
+    const char* chip;
+    const char* board; // "Chip" of the first board in hwmconfig.xml, "" without that file
+    bool isFitted;
+};
+
+class ApplianceChip : public testing::TestWithParam<ChipChoice>
+{
+};
+
+TEST_P(ApplianceChip, BringsItsBoardFile)
+{
+    sim::CAppliance appliance(GetParam().preset, sim::Scenario{}, GetParam().chip);
+    const auto files = appliance.Files();
+    const auto file = files.find("hwmconfig.xml");
+    std::string board;
+    if (file != files.end())
+    {
+        TiXmlDocument document;
+        document.Parse(file->second.c_str());
+        ASSERT_FALSE(document.Error()) << document.ErrorDesc();
+        board = document.RootElement()->FirstChildElement("Motherboard")->Attribute("Chip");
+        EXPECT_EQ(document.FirstChildElement("SmartConfig") != nullptr,
+                  std::string(GetParam().preset) == "plain");
+    }
+    EXPECT_EQ(board, GetParam().board);
+    EXPECT_EQ(appliance.Watchdog(0s).has_value(), GetParam().isFitted);
+    EXPECT_EQ(PortErrno(appliance), 0);
+    EXPECT_EQ(appliance.Ports().In(0x2F, 0s), 0xFF);
+    EXPECT_FALSE(appliance.TakeReset());
+}
+
+constexpr auto kChipChoices = std::to_array<ChipChoice>({
+    {"PlainsOwn", "plain", "", "51200", true},
+    {"PlainsOwnByName", "plain", "nct6791", "51200", true},
+    {"Another", "plain", "it8728", "34600", true},
+    {"PlainWithout", "plain", "none", "51200", false},
+    {"IpmiHasNone", "ipmi", "", "", false},
+    {"OnTheIpmiBoard", "ipmi", "f81966a", "5376", true},
+});
+INSTANTIATE_TEST_SUITE_P(Cases, ApplianceChip, testing::ValuesIn(kChipChoices),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ApplianceChips, UnknownOnesAndLinesForNoneAreRefused)
+{
+    std::string error;
+    const auto line = sim::ParseScenario("at 1s chip dead", error);
+    EXPECT_THROW(sim::CAppliance("plain", line, "none"), std::invalid_argument);
+    EXPECT_NO_THROW(sim::CAppliance("plain", std::nullopt, "none"));
+    EXPECT_THROW(sim::CAppliance("plain", std::nullopt, "it9999"), std::invalid_argument);
+    EXPECT_THAT(sim::CAppliance::ChipNames(), SizeIs(9));
+}
+
+TEST(AppliancePorts, AreRefusedWithAndWithoutChip)
+{
+    for (const char* chip : {"", "none"})
+    {
+        std::string error;
+        const auto scenario = sim::ParseScenario("at 1s ports refuse\nat 2s ports allow", error);
+        sim::CAppliance appliance("plain", scenario, chip);
+        appliance.Advance(1s);
+        EXPECT_EQ(PortErrno(appliance), EPERM) << chip;
+        appliance.Advance(2s);
+        EXPECT_EQ(PortErrno(appliance), 0) << chip;
+    }
+}
+
+// Bytes to the W83627DHG, as a driver writes them: {port, value} pairs.
+void Write(sim::CAppliance& appliance, const std::vector<std::pair<int, int>>& bytes, sim::SimTime now)
+{
+    for (const auto& [port, value] : bytes)
+    {
+        appliance.Ports().Out(static_cast<std::uint16_t>(port), static_cast<std::uint8_t>(value), now);
+    }
+}
+
+// Its monitor, running.
+std::unique_ptr<sim::CAppliance> PlayChip(const std::string& text, sim::SimTime now)
+{
+    std::string error;
+    const auto scenario = sim::ParseScenario(text, error);
+    EXPECT_TRUE(scenario) << error;
+    auto appliance = std::make_unique<sim::CAppliance>("plain", scenario, "w83627dhg");
+    Write(*appliance, {{0x2E, 0x87}, {0x2E, 0x87}, {0x2E, 0x07}, {0x2F, 0x0B}, {0x2E, 0x30}, {0x2F, 0x01}},
+          0s);
+    Write(*appliance, {{0x295, 0x40}, {0x296, 0x01}}, 0s);
+    appliance->Advance(now);
+    return appliance;
+}
+
+// What a line does to a register of bank 0.
+struct ChipLine
+{
+    const char* name;
+    const char* line;
+    int reg;
+    int value; // 10 s after the line's time
+};
+
+class ChipLines : public testing::TestWithParam<ChipLine>
+{
+};
+
+TEST_P(ChipLines, ReachTheRegister)
+{
+    const auto appliance = PlayChip(std::string("at 20s ") + GetParam().line, 20s);
+    Write(*appliance, {{0x295, GetParam().reg}}, 30s);
+    EXPECT_EQ(appliance->Ports().In(0x296, 30s), GetParam().value);
+}
+
+constexpr auto kChipLines = std::to_array<ChipLine>({
+    {"Voltage", "chip voltage 2 value 804", 0x21, 101},
+    {"VoltageBeyondTheConverter", "chip voltage 2 value 5000", 0x21, 255},
+    {"Temperature", "chip temperature 1 value -5", 0x27, 0xFB},
+    {"Warm", "chip temperature 1 warm 75 over 20s", 0x27, 55},
+    {"Fan", "chip fan 2 value 5000", 0x29, 33},
+    {"FanStops", "chip fan 2 stop", 0x29, 255},
+    {"StuckHigh", "chip stuck 7 high", 0x21, 125 | 0x80},
+    {"Dead", "chip dead", 0x21, 255},
+});
+INSTANTIATE_TEST_SUITE_P(Cases, ChipLines, testing::ValuesIn(kChipLines),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(AppliancePlain, WatchdogResetsTheApplianceOnce)
+{
+    const auto appliance = PlayChip("at 1m note later", 0s);
+    Write(*appliance, {{0x2E, 0x07}, {0x2F, 0x08}, {0x2E, 0x30}, {0x2F, 0x01}}, 0s);
+    Write(*appliance, {{0x2E, 0xF5}, {0x2F, 0x02}, {0x2E, 0xF6}, {0x2F, 40}}, 1s);
+    EXPECT_EQ(appliance->Watchdog(11s)->left, 30s);
+    appliance->Advance(40s);
+    EXPECT_FALSE(appliance->TakeReset());
+    appliance->Advance(41s);
+    EXPECT_TRUE(appliance->TakeReset());
+    EXPECT_FALSE(appliance->TakeReset());
+    EXPECT_FALSE(appliance->Watchdog(42s)->isArmed);
+    EXPECT_EQ(appliance->Watchdog(42s)->resetCount, 1U);
+}
+
+// The plug-in's time-out is 40 s: the heartbeats must be back before the next one, or it would be reset
+// again; and the board must be well at the end.
+TEST(AppliancePlain, BuiltInScenarioLetsTheWatchdogRunOutOnce)
+{
+    sim::CAppliance appliance("plain", std::nullopt);
+    sim::SimTime withheld{0};
+    for (sim::SimTime now = 0s; now <= 270s; now += 1s)
+    {
+        appliance.Advance(now);
+        withheld += appliance.ReturnsHeartbeats() ? 0s : 1s;
+    }
+    EXPECT_TRUE(appliance.ReturnsHeartbeats());
+    EXPECT_GT(withheld, 40s);
+    EXPECT_LT(withheld, 80s);
+}
+} // namespace
