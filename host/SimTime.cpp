@@ -386,6 +386,13 @@ void UseManual(std::chrono::seconds utc)
     Begin(Mode::Manual, utc.count() * kNsPerSec);
 }
 
+std::chrono::nanoseconds MonotonicNow()
+{
+    const Mode mode = CurrentMode();
+    return std::chrono::nanoseconds(mode == Mode::PassThrough ? KernelNs(CLOCK_MONOTONIC)
+                                                              : NowNs(mode, Monotonic));
+}
+
 void Advance(std::chrono::milliseconds step)
 {
     {

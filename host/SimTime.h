@@ -26,6 +26,10 @@ void UseScaled(int speed);
 // `utc`.
 void UseManual(std::chrono::seconds utc);
 
+// The monotonic clock as the process sees it. Callable from a signal handler that interrupts anything: unlike
+// a call of clock_gettime it leaves no mark.
+std::chrono::nanoseconds MonotonicNow();
+
 // Manual mode: moves the clock and lets go whatever is due by the new time. Any thread. A periodic job that
 // re-arms itself after its work runs once for each call, however large the step.
 void Advance(std::chrono::milliseconds step);

@@ -4,7 +4,7 @@
 #include "host/Control.h"
 #include "host/LineView.h"
 #include "host/Options.h"
-#include "host/PortGuard.h"
+#include "host/PortTrap.h"
 #include "host/RealLauncher.h"
 #include "host/RealTime.h"
 #include "host/ScreenView.h"
@@ -30,6 +30,15 @@
 namespace
 {
 using namespace host;
+
+// The ports of an appliance without a chip that could be asked.
+class CNoPorts final : public sim::CIoPorts
+{
+public:
+    std::uint8_t In(std::uint16_t /*port*/, sim::SimTime /*now*/) noexcept override { return 0xFF; }
+    void Out(std::uint16_t /*port*/, std::uint8_t /*value*/, sim::SimTime /*now*/) noexcept override {}
+    int SetPermission(std::uint16_t /*first*/, int /*count*/, bool /*on*/) noexcept override { return EPERM; }
+};
 
 int Complain(const std::string& text)
 {
@@ -179,7 +188,9 @@ int Start(HostOptions options)
     if (!options.real)
     {
         // Before any other thread, and before the plug-in: time and ports are the appliance's from here on.
-        RefusePorts();
+        static CNoPorts ports;
+        static CPortTrace trace;
+        TrapPorts(ports, trace, std::chrono::steady_clock::now());
         if (options.speed > 1)
         {
             simtime::UseScaled(options.speed);
