@@ -33,6 +33,7 @@ CApplianceDriver::~CApplianceDriver()
 
 void CApplianceDriver::Loop()
 {
+    unsigned resets = 0;
     while (!m_stopping.load())
     {
         const auto now =
@@ -44,6 +45,12 @@ void CApplianceDriver::Loop()
         for (std::string& request : m_appliance.TakeRequests())
         {
             m_events.Push(EventKind::Request, std::move(request));
+        }
+        const unsigned before = resets;
+        resets = m_appliance.Watchdog(now).value_or(sim::WatchdogView()).resetCount;
+        if (resets != before)
+        {
+            m_events.Push(EventKind::Reset);
         }
         pollfd stop{m_stop.Fd(), POLLIN, 0};
         poll(&stop, 1, m_lookEveryMs);

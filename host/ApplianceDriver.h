@@ -11,7 +11,7 @@
 namespace host
 {
 // While it lives, a thread of its own applies what the scenario has due and tells it to `events`, requests
-// included.
+// and resets by the watchdog included.
 class CApplianceDriver
 {
 public:

@@ -14,6 +14,7 @@ enum class EventKind
 {
     Log,            // a line of the plug-in
     Note,           // a line of the host or the appliance
+    Warning,        // the same, of something that a person should look at
     Error,          // a line about something that must not happen; the host then ends with status 1
     StatusDocument, // XML
     ConfigDocument, // XML
@@ -21,6 +22,7 @@ enum class EventKind
     ProgramOutput,  // standard output of a disk scan
     Opened,         // the plug-in has started
     RunEnded,       // the plug-in's Run has returned
+    Reset,          // the appliance's watchdog has reset it
 };
 
 struct HostEvent

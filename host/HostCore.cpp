@@ -179,7 +179,7 @@ bool CHostCore::Stop(std::chrono::milliseconds patience)
 
 HeartbeatCount CHostCore::Heartbeats() const
 {
-    return {m_received.load(), m_returned.load(), m_lastHeartbeat.load()};
+    return {m_received.load(), m_returned.load(), m_lastHeartbeat.load(), m_lastReturned.load()};
 }
 
 std::int32_t CHostCore::Callback(const PluginMessage* message, void* /*reserved*/)
@@ -310,6 +310,7 @@ void CHostCore::ReturnHeartbeats()
             request.message.type = kTypeHeartbeat;
             WriteReply reply;
             m_plugin.Write(&request, &reply);
+            m_lastReturned.store(static_cast<std::int64_t>(std::time(nullptr)));
             m_returned.fetch_add(1);
         }
         lock.lock();

@@ -25,6 +25,7 @@ struct HeartbeatCount
     std::uint64_t received = 0;
     std::uint64_t returned = 0;
     std::int64_t lastUtcSec = 0; // 0 before the first
+    std::int64_t lastReturnedUtcSec = 0;
 };
 
 // One at a time in the process: the plug-in's callback carries no context. Everything that happens is pushed
@@ -86,6 +87,7 @@ private:
     std::atomic<std::uint64_t> m_received{0};
     std::atomic<std::uint64_t> m_returned{0};
     std::atomic<std::int64_t> m_lastHeartbeat{0};
+    std::atomic<std::int64_t> m_lastReturned{0};
 
     std::mutex m_scanMutex; // guards the scans in progress: request id, standard output so far
     std::map<std::uint32_t, std::string> m_scans;

@@ -26,6 +26,7 @@ std::string Essence(const Picture& picture)
     {
         text += fmt::format("{}\n{}\n{}\n", volume.name, volume.type, volume.health.alarm);
     }
+    text += picture.chip.name + "\n";
     for (const SensorPicture& sensor : picture.sensors)
     {
         text += fmt::format("{} {}\n", sensor.id, sensor.health.alarm);

@@ -27,9 +27,14 @@ void Describe(CLI::App& app, HostOptions& options, std::vector<std::string>& lim
         app.add_option("--appliance", options.appliance, "Simulated appliance to run on")
             ->capture_default_str()
             ->check(CLI::IsMember(sim::CAppliance::PresetNames()));
+    std::vector<std::string> chips = sim::CAppliance::ChipNames();
+    chips.emplace_back("none");
+    CLI::Option* const chip =
+        app.add_option("--chip", options.chip, "Super I/O chip on its board (default: the appliance's own)")
+            ->check(CLI::IsMember(chips));
     CLI::Option* const real = app.add_flag(
         "--real", options.real, "Run the real programs of this machine, from the working directory");
-    real->excludes(appliance);
+    real->excludes(appliance)->excludes(chip);
     app.add_option("--scenario", options.scenario,
                    "File with what happens to the simulated appliance, and when")
         ->excludes(real);

@@ -14,6 +14,7 @@ struct HostOptions
 {
     std::string plugin; // empty: beside the executable
     std::string appliance = "plain";
+    std::string chip;  // of its board; empty: the appliance's own
     bool real = false; // real programs instead of the simulated appliance
     std::string scenario;
     std::string workDir;

@@ -135,6 +135,26 @@ struct WatchdogPicture
     int timeoutSec = 0;
 };
 
+// The board's Super I/O chip, as the plug-in's log tells of it.
+struct ChipPicture
+{
+    std::string name; // empty: none found, or not yet
+    bool watchdogStarted = false;
+};
+
+// The hardware watchdog at one moment.
+struct WatchdogState
+{
+    bool isArmed = false;
+    int timeoutSec = 0;
+    std::optional<std::int64_t> sincePingSec;
+    std::optional<std::int64_t> leftSec; // until it resets the machine
+    unsigned resets = 0;                 // those seen from outside: of a simulated appliance
+
+    // Half of the time has passed without a ping, although one comes every second.
+    [[nodiscard]] bool IsLate() const { return isArmed && leftSec && *leftSec * 2 <= timeoutSec; }
+};
+
 struct SettingsPicture
 {
     int refreshIntervalSec = 0;
@@ -176,6 +196,8 @@ struct Picture
     std::optional<ControllerPicture> controller;
     std::vector<VolumePicture> volumes;
     std::vector<SensorPicture> sensors;
+    ChipPicture chip;
+    std::optional<WatchdogState> watchdog; // as it is now; none without a chip
     DocumentCount documents;
 
     [[nodiscard]] const DiskPicture* FindDisk(const std::string& name) const;

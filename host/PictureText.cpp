@@ -115,6 +115,26 @@ void AddSettings(std::string& text, const SettingsPicture& settings)
     }
 }
 
+// Units of the readings: the board file states voltages in millivolts.
+std::string UnitText(const std::string& kind)
+{
+    if (kind == "Voltage")
+    {
+        return " mV";
+    }
+    if (kind == "Temperature")
+    {
+        return " C";
+    }
+    return kind == "FanSpeed" ? " rpm" : "";
+}
+
+// 0 says that a chip's sensor has no such limit, -1 that a management controller keeps it to itself.
+bool IsLimit(const std::optional<int>& limit)
+{
+    return limit.value_or(0) != 0 && *limit != -1;
+}
+
 std::string ValueText(const Picture& picture, const PictureChange& change)
 {
     const DiskPicture* const disk = picture.FindDisk(change.subject);
@@ -147,12 +167,50 @@ DiskRow DescribeDisk(const DiskPicture& disk)
     return row;
 }
 
+std::string DescribeReading(const SensorPicture& sensor)
+{
+    const std::string text =
+        fmt::format("{} {}{}", SafeText(sensor.label), sensor.value, UnitText(sensor.kind));
+    const bool hasMin = IsLimit(sensor.min);
+    const bool hasMax = IsLimit(sensor.max);
+    if (hasMin && hasMax)
+    {
+        return text + fmt::format(" ({} to {})", *sensor.min, *sensor.max);
+    }
+    if (!hasMin && !hasMax)
+    {
+        return text;
+    }
+    return text + (hasMin ? fmt::format(" (min {})", *sensor.min) : fmt::format(" (max {})", *sensor.max));
+}
+
 std::string DescribeSensor(const SensorPicture& sensor)
 {
-    std::string text = fmt::format("{} {} {}", SafeText(sensor.kind), SafeText(sensor.label), sensor.value);
+    std::string text = DescribeReading(sensor);
     if (sensor.health.alarm)
     {
         AddPart(text, HealthText(sensor.health));
+    }
+    return text;
+}
+
+std::string DescribeChip(const Picture& picture)
+{
+    std::string text = SafeText(picture.chip.name);
+    if (!picture.watchdog)
+    {
+        return text;
+    }
+    const WatchdogState& watchdog = *picture.watchdog;
+    AddPart(text, watchdog.isArmed ? fmt::format("watchdog {} s", watchdog.timeoutSec) : "watchdog off");
+    if (watchdog.sincePingSec && watchdog.leftSec)
+    {
+        text += fmt::format(": pinged {} s ago, {} s left", *watchdog.sincePingSec, *watchdog.leftSec);
+    }
+    if (watchdog.resets > 0)
+    {
+        text += fmt::format(", has reset the appliance {}", watchdog.resets);
+        text += watchdog.resets == 1 ? " time" : " times";
     }
     return text;
 }
@@ -227,6 +285,10 @@ std::string DeviceText(const Picture& picture)
     for (const VolumePicture& volume : picture.volumes)
     {
         text += "volume: " + DescribeVolume(volume) + "\n";
+    }
+    if (const std::string chip = DescribeChip(picture); !chip.empty())
+    {
+        text += "board: " + chip + "\n";
     }
     for (const SensorPicture& sensor : picture.sensors)
     {

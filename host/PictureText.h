@@ -23,8 +23,14 @@ struct DiskRow
 
 DiskRow DescribeDisk(const DiskPicture& disk);
 
-// "Temperature CPU 45", "Voltage Vcore 1012"
+// "CPU 45 C (max 80)", "Vcore 1012 mV (800 to 1500)", "Fan 0 rpm (min 500), ALARM ... since ..."
 std::string DescribeSensor(const SensorPicture& sensor);
+
+// The same without the alarm's words.
+std::string DescribeReading(const SensorPicture& sensor);
+
+// The board's chip and watchdog: "NAME, watchdog 40 s: pinged 1 s ago, 39 s left"; empty without a chip.
+std::string DescribeChip(const Picture& picture);
 std::string DescribeVolume(const VolumePicture& volume);
 std::string DescribeController(const ControllerPicture& controller);
 

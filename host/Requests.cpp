@@ -217,6 +217,10 @@ constexpr auto kVerbs = std::to_array<Verb>({
      [](const Words&, const Picture&) {
          return ControlCommand{ControlKind::Status, {}};
      }},
+    {"ports", 1, 1,
+     [](const Words&, const Picture&) {
+         return ControlCommand{ControlKind::Ports, {}};
+     }},
     {"raw-status", 2, 2,
      [](const Words& w, const Picture&) {
          return ControlCommand{ControlKind::RequestFile, w[1]};

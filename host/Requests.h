@@ -24,6 +24,7 @@ enum class ControlKind
     RequestFile, // text: path of a file with such a document
     ConfigFile,
     Status,
+    Ports, // the trace of port accesses
     Quit,
 };
 
@@ -36,7 +37,7 @@ struct ControlCommand
 // What a person may write after "send", for the help.
 inline constexpr const char* kControlHelp =
     "refresh | threshold DISK MIN MAX | test short|long|stop [DISK] | prep NAME | "
-    "hotspare DISK on|off | set-schedule short|long DAYS START | sensors | status | "
+    "hotspare DISK on|off | set-schedule short|long DAYS START | sensors | status | ports | "
     "raw-status FILE | raw-config FILE | quit";
 
 // `picture` tells disks from volumes; names that it does not know are refused.

@@ -76,6 +76,7 @@ public:
         AddPlain(DescribeModules(m_state.picture), kDim);
         AddDisks();
         AddOthers();
+        AddBoard();
         AddLog();
         if (m_lines.size() > m_size.rows)
         {
@@ -187,21 +188,50 @@ private:
         {
             AddPlain(DescribeVolume(volume), volume.health.alarm ? kRed : "");
         }
-        std::string sensors;
-        for (const SensorPicture& sensor : m_state.picture.sensors)
+    }
+
+    void AddBoard()
+    {
+        const Picture& picture = m_state.picture;
+        if (const std::string chip = DescribeChip(picture); !chip.empty())
+        {
+            AddPlain(chip, picture.watchdog && picture.watchdog->IsLate() ? kRed : "");
+        }
+        // Those in alarm have a row each and come first, in case there is no room for all. The others stand
+        // in cells of one width, as many side by side as fit; each kind begins a row of its own.
+        std::vector<const SensorPicture*> calm;
+        std::size_t width = 0;
+        for (const SensorPicture& sensor : picture.sensors)
         {
             if (sensor.health.alarm)
             {
                 AddPlain(DescribeSensor(sensor), kRed);
+                continue;
             }
-            else
-            {
-                sensors += (sensors.empty() ? "" : "  ") + DescribeSensor(sensor);
-            }
+            width = std::max(width, Columns(DescribeReading(sensor)) + 1);
+            calm.push_back(&sensor);
         }
-        if (!sensors.empty())
+        AddReadings(calm, width);
+    }
+
+    void AddReadings(const std::vector<const SensorPicture*>& calm, std::size_t width)
+    {
+        const std::size_t perRow = std::max<std::size_t>(1, (m_size.columns + 2) / (width + 1));
+        std::size_t room = std::max<std::size_t>(1, m_size.rows / 3);
+        std::size_t at = 0;
+        for (; at < calm.size() && room > 0; --room)
         {
-            AddPlain(sensors);
+            CScreenLine line = Line();
+            const std::string& kind = calm[at]->kind;
+            for (std::size_t cell = 0; cell < perRow && at < calm.size() && calm[at]->kind == kind; ++cell)
+            {
+                line.AddColumn(DescribeReading(*calm[at++]), width);
+            }
+            m_lines.push_back(line.Text());
+        }
+        if (at < calm.size())
+        {
+            AddPlain(fmt::format("... and {} more", calm.size() - at), kDim);
         }
     }
 

@@ -1,5 +1,6 @@
 #include "host/Session.h"
 
+#include "host/ChipPicture.h"
 #include "host/PictureText.h"
 #include "host/RealTime.h"
 
@@ -23,6 +24,12 @@ constexpr std::chrono::seconds kStopPatience{15};
 constexpr int kPollMs = 200;
 constexpr std::size_t kMaxFailures = 100;
 constexpr std::size_t kMaxWaiting = 100;
+
+// By itself the plug-in tells of sensors only when an alarm comes or goes. The appliance's time.
+constexpr std::chrono::seconds kSensorPeriod{5};
+
+// Lines of the trace that one answer holds, the delay's writes among them.
+constexpr std::size_t kTraceShown = 4000;
 
 // Before the first whole picture every disk and volume is new; the table shows them.
 bool IsArrival(const PictureChange& change)
@@ -49,27 +56,32 @@ CSession::CSession(const SessionParts& parts)
 {
 }
 
-bool CSession::Run()
+SessionEnd CSession::Run(CHostCore& core)
 {
-    m_parts.core.Start();
-    while (!m_ending)
+    m_core = &core;
+    m_opened = false;
+    m_reset = false;
+    core.Start();
+    while (!m_ending && !m_reset)
     {
         WaitForNews();
         TakeSignals();
         TakeEvents();
         m_parts.control.Serve([this](const std::string& line) { return Answer(line); });
+        AskForSensors();
         UpdateView();
         CheckEnd();
     }
-    const bool stopped = m_parts.core.Stop(kStopPatience);
-    if (!stopped)
+    if (!core.Stop(kStopPatience))
     {
         Fail("the plug-in's Run has not returned within " + std::to_string(kStopPatience.count()) +
              " s of Close");
+        return SessionEnd::Unstoppable;
     }
     TakeEvents();
     UpdateView();
-    return stopped;
+    m_core = nullptr;
+    return m_ending ? SessionEnd::Over : SessionEnd::Reset;
 }
 
 void CSession::WaitForNews()
@@ -120,6 +132,7 @@ void CSession::TakeEvent(HostEvent& event)
     {
     case EventKind::Log:
         m_check.NoteLog(event.text);
+        NoteChipLog(m_picture, event.text);
         if (event.level >= m_parts.options.logLevel)
         {
             m_parts.view.ShowLine({event.utcSec, event.level, false, std::move(event.text)});
@@ -127,6 +140,9 @@ void CSession::TakeEvent(HostEvent& event)
         break;
     case EventKind::Note:
         m_parts.view.ShowLine({event.utcSec, kLevelInfo, true, std::move(event.text)});
+        break;
+    case EventKind::Warning:
+        m_parts.view.ShowLine({event.utcSec, kLevelWarning, true, std::move(event.text)});
         break;
     case EventKind::Error:
         Fail(event.text);
@@ -151,11 +167,17 @@ void CSession::TakeEvent(HostEvent& event)
         }
         break;
     case EventKind::RunEnded:
-        if (!m_ending)
+        if (!m_ending && !m_reset)
         {
             Fail("the plug-in's Run has returned by itself");
             m_ending = true;
         }
+        break;
+    case EventKind::Reset:
+        m_reset = true;
+        m_parts.view.ShowLine({event.utcSec, kLevelError, true,
+                               "the hardware watchdog has reset the appliance: nobody has pinged it in time; "
+                               "the plug-in is stopped and started again"});
         break;
     }
 }
@@ -199,6 +221,10 @@ std::string CSession::Answer(const std::string& line)
     {
         return DeviceText(m_picture) + SystemText(m_picture) + "ok\n";
     }
+    if (command.kind == ControlKind::Ports)
+    {
+        return TraceText(m_parts.portTrace.Last(kTraceShown)) + "ok\n";
+    }
     if (command.kind == ControlKind::Quit)
     {
         m_ending = true;
@@ -211,10 +237,10 @@ std::string CSession::Answer(const std::string& line)
     switch (command.kind)
     {
     case ControlKind::Request:
-        m_parts.core.SendRequest(command.text);
+        m_core->SendRequest(command.text);
         return "ok\n";
     case ControlKind::Config:
-        m_parts.core.SendConfig(command.text);
+        m_core->SendConfig(command.text);
         return "ok\n";
     default:
         return SendFile(command);
@@ -238,11 +264,11 @@ std::string CSession::SendFile(const ControlCommand& command)
     document.resize(static_cast<std::size_t>(file.gcount()));
     if (command.kind == ControlKind::RequestFile)
     {
-        m_parts.core.SendRequest(document);
+        m_core->SendRequest(document);
     }
     else
     {
-        m_parts.core.SendConfig(document);
+        m_core->SendConfig(document);
     }
     return "ok\n";
 }
@@ -261,12 +287,44 @@ void CSession::Fail(const std::string& reason)
     }
 }
 
+// The picture's readings would otherwise be those of the last alarm.
+void CSession::AskForSensors()
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (!m_opened || m_picture.chip.name.empty() || m_picture.sensors.empty() ||
+        (m_sensorsAsked && now - *m_sensorsAsked < kSensorPeriod))
+    {
+        return;
+    }
+    m_sensorsAsked = now;
+    m_core->SendRequest(ParseControl({"sensors"}, m_picture).text);
+}
+
+// Says once that the pings have stopped, long before it is too late, and that they are back.
+void CSession::WatchWatchdog()
+{
+    const bool late = m_picture.watchdog && m_picture.watchdog->IsLate();
+    if (late && !m_watchdogLate)
+    {
+        Say(kLevelWarning, "the watchdog is no longer pinged: " + DescribeChip(m_picture));
+    }
+    else if (!late && m_watchdogLate && m_picture.watchdog && m_picture.watchdog->isArmed)
+    {
+        Say(kLevelInfo, "the watchdog is pinged again");
+    }
+    m_watchdogLate = late;
+}
+
 void CSession::UpdateView()
 {
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    const HeartbeatCount heartbeats = m_core->Heartbeats();
+    m_picture.watchdog =
+        WatchdogNow(m_picture, m_parts.watchdog ? m_parts.watchdog() : std::nullopt, heartbeats, now);
+    WatchWatchdog();
     const std::string name =
         m_parts.appliance != nullptr ? "simulated " + m_parts.options.appliance : std::string("this machine");
-    m_parts.view.Update({m_picture, m_parts.core.Heartbeats(), now, m_parts.options.speed, name, m_complete});
+    m_parts.view.Update({m_picture, heartbeats, now, m_parts.options.speed, name, m_complete});
     m_ending = m_ending || !m_parts.view.IsAlive();
 }
 

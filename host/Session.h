@@ -1,5 +1,5 @@
-// One run of the host from the plug-in's start to its end: takes the news of all threads, keeps the picture,
-// feeds the view, answers control requests, and decides when it is over.
+// One run of the host from the plug-in's first start to its last end: takes the news of all threads, keeps
+// the picture, feeds the view, answers control requests, and decides when it is over.
 #pragma once
 
 #include "host/Control.h"
@@ -7,13 +7,17 @@
 #include "host/HostCore.h"
 #include "host/Options.h"
 #include "host/Picture.h"
+#include "host/PortTrace.h"
 #include "host/Requests.h"
 #include "host/StartCheck.h"
 #include "host/View.h"
 #include "sim/Appliance.h"
+#include "sim/IoPorts.h"
 
 #include <chrono>
 #include <csignal>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,12 +27,22 @@ namespace host
 struct SessionParts
 {
     const HostOptions& options;
-    CHostCore& core;
     CEventQueue& events;
     CView& view;
     CControlServer& control;
     const sim::CAppliance* appliance; // null with real programs
+    const CPortTrace& portTrace;      // empty with real programs
     int signalFd;                     // delivers SessionSignals
+
+    // The appliance's watchdog now; nothing without one, and with real programs.
+    std::function<std::optional<sim::WatchdogView>()> watchdog;
+};
+
+enum class SessionEnd
+{
+    Over,
+    Reset,      // of the appliance: the plug-in is to be started again
+    Unstoppable // the plug-in does not return: the process must be ended hard
 };
 
 // The signals a session takes through its descriptor. To be blocked before the process has a second thread.
@@ -39,9 +53,8 @@ class CSession
 public:
     explicit CSession(const SessionParts& parts);
 
-    // Until the end; the plug-in is then stopped. False when it would not stop: the process must then be
-    // ended hard.
-    bool Run();
+    // One life of the plug-in that `core` has loaded, from its start until it is stopped and unloaded.
+    SessionEnd Run(CHostCore& core);
 
     // Why the run counts as failed; empty when it went well.
     [[nodiscard]] const std::vector<std::string>& Failures() const { return m_failures; }
@@ -57,10 +70,13 @@ private:
     std::string SendFile(const ControlCommand& command);
     void Say(int level, const std::string& text);
     void Fail(const std::string& reason);
+    void AskForSensors();
+    void WatchWatchdog();
     void UpdateView();
     void CheckEnd();
 
     const SessionParts m_parts;
+    CHostCore* m_core = nullptr; // null between two lives of the plug-in
     Picture m_picture;
     CStartCheck m_check;
     std::vector<std::string> m_waitingRequests; // for the plug-in to open
@@ -70,5 +86,8 @@ private:
     bool m_opened = false;
     bool m_complete = false;
     bool m_ending = false;
+    bool m_reset = false;
+    bool m_watchdogLate = false;
+    std::optional<std::chrono::steady_clock::time_point> m_sensorsAsked;
 };
 } // namespace host

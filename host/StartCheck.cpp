@@ -67,6 +67,10 @@ std::vector<std::string> CStartCheck::Missing(const Picture& picture) const
     {
         missing.emplace_back("a status document (none is sent while no disk is known)");
     }
+    if (!picture.chip.name.empty() && !picture.settings.sensorStatus)
+    {
+        missing.emplace_back("the sensors of the board's chip");
+    }
     for (const std::string& name : m_scanned)
     {
         const DiskPicture* const disk = picture.FindDisk(name);

@@ -1,4 +1,5 @@
-// Whether a start has brought all it should: the three documents, and every disk that the disk scan showed.
+// Whether a start has brought all it should: the three documents, every disk that the disk scan showed, and
+// the sensors of the chip, if one was found.
 #pragma once
 
 #include "host/Picture.h"

@@ -4,6 +4,7 @@
 #include "host/Control.h"
 #include "host/LineView.h"
 #include "host/Options.h"
+#include "host/PortClaims.h"
 #include "host/PortTrap.h"
 #include "host/RealLauncher.h"
 #include "host/RealTime.h"
@@ -30,15 +31,6 @@
 namespace
 {
 using namespace host;
-
-// The ports of an appliance without a chip that could be asked.
-class CNoPorts final : public sim::CIoPorts
-{
-public:
-    std::uint8_t In(std::uint16_t /*port*/, sim::SimTime /*now*/) noexcept override { return 0xFF; }
-    void Out(std::uint16_t /*port*/, std::uint8_t /*value*/, sim::SimTime /*now*/) noexcept override {}
-    int SetPermission(std::uint16_t /*first*/, int /*count*/, bool /*on*/) noexcept override { return EPERM; }
-};
 
 int Complain(const std::string& text)
 {
@@ -104,10 +96,23 @@ std::unique_ptr<CView> MakeView(const HostOptions& options)
     return std::make_unique<CLineView>(std::cout);
 }
 
-std::unique_ptr<CLauncher> MakeLauncher(const HostOptions& options, sim::CAppliance* appliance,
-                                        std::chrono::steady_clock::time_point switchedOn, CHostCore& core,
-                                        CEventQueue& events)
+// What a simulated appliance consists of, and what of it is traced.
+struct Simulation
 {
+    std::unique_ptr<sim::CAppliance> appliance; // null with real programs
+    CPortTrace portTrace;
+    std::chrono::steady_clock::time_point switchedOn = std::chrono::steady_clock::now();
+
+    [[nodiscard]] sim::SimTime Now() const
+    {
+        return std::chrono::duration_cast<sim::SimTime>(std::chrono::steady_clock::now() - switchedOn);
+    }
+};
+
+std::unique_ptr<CLauncher> MakeLauncher(const HostOptions& options, const Simulation& simulation,
+                                        CHostCore& core, CEventQueue& events)
+{
+    sim::CAppliance* const appliance = simulation.appliance.get();
     auto frames = [&core](std::string_view frame) { core.DeliverFrame(frame); };
     auto notes = [&events](std::string note) { events.Push(EventKind::Note, std::move(note)); };
     if (appliance == nullptr)
@@ -116,12 +121,29 @@ std::unique_ptr<CLauncher> MakeLauncher(const HostOptions& options, sim::CApplia
     }
     auto model = [appliance](const std::vector<std::string>& argv, sim::SimTime now)
     { return appliance->Run(argv, now); };
-    return std::make_unique<CSimLauncher>(model, switchedOn, options.limits, frames, notes);
+    return std::make_unique<CSimLauncher>(model, simulation.switchedOn, options.limits, frames, notes);
 }
 
-// From the loaded plug-in to its end.
-int Host(const HostOptions& options, const CPlugin& plugin, sim::CAppliance* appliance)
+// The plug-in between a start of the machine and the next.
+struct PluginLife
 {
+    PluginLife(const HostOptions& options, const CPlugin& plugin, Simulation& simulation, CEventQueue& events)
+        : core(plugin, events, std::min(options.logLevel, kLevelInfo),
+               [appliance = simulation.appliance.get()]
+               { return appliance == nullptr || appliance->ReturnsHeartbeats(); }),
+          launcher(MakeLauncher(options, simulation, core, events))
+    {
+        core.SetLauncher(*launcher);
+    }
+
+    CHostCore core;
+    std::unique_ptr<CLauncher> launcher;
+};
+
+// From the loaded library to the end of the plug-in's last life in it.
+int Host(const HostOptions& options, const CPlugin& plugin, Simulation& simulation)
+{
+    sim::CAppliance* const appliance = simulation.appliance.get();
     const sigset_t signals = SessionSignals();
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN); // a closed output is seen where it is written
@@ -134,32 +156,44 @@ int Host(const HostOptions& options, const CPlugin& plugin, sim::CAppliance* app
     }
 
     CEventQueue events;
-    const auto switchedOn = std::chrono::steady_clock::now();
-    CHostCore core(plugin, events, std::min(options.logLevel, kLevelWarning),
-                   [appliance] { return appliance == nullptr || appliance->ReturnsHeartbeats(); });
-    const auto launcher = MakeLauncher(options, appliance, switchedOn, core, events);
-    core.SetLauncher(*launcher);
-    if (!core.Load(error))
+    for (std::string& warning : options.real ? PortClaimWarnings() : std::vector<std::string>())
     {
-        return Complain("the plug-in: " + error);
+        events.Push(EventKind::Warning, std::move(warning));
     }
     auto view = MakeView(options);
-    CSession session({options, core, events, *view, *control, appliance, signalFd.Get()});
-    bool stopped = false;
+    const auto watchdog = [&simulation]
+    { return simulation.appliance ? simulation.appliance->Watchdog(simulation.Now()) : std::nullopt; };
+    CSession session(
+        {options, events, *view, *control, appliance, simulation.portTrace, signalFd.Get(), watchdog});
+    std::optional<CApplianceDriver> driver;
+    if (appliance != nullptr)
     {
-        std::optional<CApplianceDriver> driver;
-        if (appliance != nullptr)
-        {
-            driver.emplace(*appliance, events, switchedOn, options.speed);
-        }
-        stopped = session.Run();
+        driver.emplace(*appliance, events, simulation.switchedOn, options.speed);
     }
+    std::unique_ptr<PluginLife> life;
+    SessionEnd end = SessionEnd::Reset;
+    while (end == SessionEnd::Reset)
+    {
+        life.reset(); // one core at a time
+        life = std::make_unique<PluginLife>(options, plugin, simulation, events);
+        if (!life->core.Load(error))
+        {
+            view.reset();
+            return Complain("the plug-in: " + error);
+        }
+        end = session.Run(life->core);
+        if (end == SessionEnd::Reset)
+        {
+            appliance->TakeReset(); // with nothing of the plug-in left at work
+        }
+    }
+    driver.reset();
     view.reset(); // the terminal is in order again
     for (const std::string& failure : session.Failures())
     {
         Complain(failure);
     }
-    if (!stopped)
+    if (end == SessionEnd::Unstoppable)
     {
         // The plug-in's threads are still at work: nothing can be taken down below them.
         std::cout.flush();
@@ -183,26 +217,27 @@ int Start(HostOptions options)
         return Complain("there is no plug-in library near the program; say where it is with --plugin");
     }
 
-    std::unique_ptr<sim::CAppliance> appliance;
+    Simulation simulation;
     const bool fresh = !options.real && options.workDir.empty();
     if (!options.real)
     {
         // Before any other thread, and before the plug-in: time and ports are the appliance's from here on.
-        static CNoPorts ports;
-        static CPortTrace trace;
-        TrapPorts(ports, trace, std::chrono::steady_clock::now());
+        // It is switched on once its clock runs.
         if (options.speed > 1)
         {
             simtime::UseScaled(options.speed);
         }
         try
         {
-            appliance = std::make_unique<sim::CAppliance>(options.appliance, std::move(scenario));
+            simulation.appliance =
+                std::make_unique<sim::CAppliance>(options.appliance, std::move(scenario), options.chip);
         }
         catch (const std::invalid_argument& reason)
         {
             return Complain(reason.what());
         }
+        simulation.switchedOn = std::chrono::steady_clock::now();
+        TrapPorts(simulation.appliance->Ports(), simulation.portTrace, simulation.switchedOn);
         if (fresh)
         {
             options.workDir = MakeFreshWorkDir(error);
@@ -210,7 +245,7 @@ int Start(HostOptions options)
     }
     if ((fresh && options.workDir.empty()) ||
         (!options.workDir.empty() && !EnterWorkDir(options.workDir, error)) ||
-        (appliance && !WriteMissingFiles(appliance->Files(), error)))
+        (simulation.appliance && !WriteMissingFiles(simulation.appliance->Files(), error)))
     {
         return Complain(error);
     }
@@ -219,7 +254,7 @@ int Start(HostOptions options)
     {
         return Complain("the plug-in cannot be loaded: " + error);
     }
-    const int status = Host(options, *plugin, appliance.get());
+    const int status = Host(options, *plugin, simulation);
     if (fresh && status == 0)
     {
         std::error_code ignored; // a directory of ours that nobody needs any more

@@ -205,6 +205,10 @@ TEST(StartCheck, WantsEveryScannedDiskThatThePluginDoesNotIgnore)
     EXPECT_THAT(check.Missing(picture), ElementsAre("the state of disk /dev/sdb, which the scan shows"));
     picture.disks[1].hasStatus = true;
     EXPECT_THAT(check.Missing(picture), IsEmpty());
+    picture.chip.name = "a chip";
+    EXPECT_THAT(check.Missing(picture), ElementsAre("the sensors of the board's chip"));
+    picture.settings.sensorStatus = 3;
+    EXPECT_THAT(check.Missing(picture), IsEmpty());
     EXPECT_THAT(check.Missing({}), Contains("the module document"));
 }
 } // namespace
