@@ -39,6 +39,7 @@ Environment SystemEnvironment()
 
 CCorvane::CCorvane(Environment environment)
     : m_environment(std::move(environment)),
+      m_selfTests(*m_environment.clock, m_environment.paths.badSelfTestReport),
       m_loops(m_stopped),
       m_ipmi(m_environment.paths.ipmiFile)
 {

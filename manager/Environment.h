@@ -19,6 +19,7 @@ struct Paths
     std::string configuration = "corvanepi.xml";
     std::string boardFile = "hwmconfig.xml";
     std::string ipmiFile = "corvanepi-ipmi.xml";
+    std::string badSelfTestReport = "logs/tqselftest_bad_report.xml";
     std::string bySlot = "/dev/disk/by-slot/";
 };
 

@@ -274,15 +274,20 @@ void CCorvane::CheckRaidPrep()
 
 void CCorvane::CheckSelfTestSchedule(bool full)
 {
-    const std::int64_t now = m_environment.clock->UtcSeconds();
-    const auto execute = [this, now](int command)
-    { m_selfTests.ExecuteCommand(command, m_disks, now, m_smartConfig); };
+    const auto execute = [this](int command)
+    {
+        if (!m_stopped)
+        {
+            m_selfTests.ExecuteCommand(command, m_disks, m_environment.clock->UtcSeconds(), m_smartConfig);
+        }
+    };
     const auto report = static_cast<int>(SelfTestCommand::InternalReport);
     if (full)
     {
         execute(report);
     }
-    if (const auto test = DueTest(m_selfTestSchedule, LocalTime(now), m_settings.refreshIntervalMs / 1000))
+    const std::tm local = LocalTime(m_environment.clock->UtcSeconds());
+    if (const auto test = DueTest(m_selfTestSchedule, local, m_settings.refreshIntervalMs / 1000))
     {
         execute(*test);
     }

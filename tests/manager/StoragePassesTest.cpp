@@ -150,7 +150,8 @@ TEST_F(StoragePasses, WithoutSmartctlNothingAsksIt)
     Pass(std::chrono::seconds(3600),
          [this, polls](const CFakeHost::Record&) { return m_chip->polls > polls; });
     EXPECT_THAT(m_host.Programs(), testing::UnorderedElementsAre(ElementsAre("scripts/sysinfo.sh"),
-                                                                 ElementsAre("./smartctl", "-jV")));
+                                                                 ElementsAre("./smartctl", "-jV"),
+                                                                 ElementsAre("./tqselftest", "-v")));
 }
 
 TEST_F(StoragePasses, TheModuleDocumentListsTheToolsThatAreThere)
@@ -163,8 +164,9 @@ TEST_F(StoragePasses, TheModuleDocumentListsTheToolsThatAreThere)
               R"(<Library Name="smartctl" Filename="smartctl" Version="7.4 5530 local build" />)"
               R"(<Library Name="arcconf" Filename="arcconf" Version="1.2.3" /></Module></Modules></zDVR>)");
     const std::vector<std::string> warnings = m_host.LogTexts(LogWarning);
-    EXPECT_THAT(std::vector<std::string>(warnings.begin(), warnings.begin() + 5),
+    EXPECT_THAT(std::vector<std::string>(warnings.begin(), warnings.begin() + 6),
                 ElementsAre("IPMI: monitoring enabled", "smartctl found - enabling SMART feature.",
+                            R"(Failure (No such file or directory) on '"./tqselftest" "-v"')",
                             "tqselftest missing - disabling self-test feature.",
                             "storcli missing - disabling LSI RAID feature.",
                             "arcconf found - enabling Adaptec RAID feature."));

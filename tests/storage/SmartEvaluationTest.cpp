@@ -1,5 +1,6 @@
 #include "storage/SelfTest.h"
 #include "tests/storage/StorageFakes.h"
+#include "tests/support/ManualClock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -72,7 +73,8 @@ protected:
 
     CFakeHost m_host;
     std::set<std::string> m_okStates{"Onln", "Online"};
-    tq::corvanepi::SelfTestManager m_selfTests;
+    CManualClock m_clock;
+    tq::corvanepi::SelfTestManager m_selfTests{m_clock, ""};
     std::int64_t m_now = 5'000'000'000;
     std::shared_ptr<CFakeDiskController> m_controller;
     CDisk m_disk{"/dev/sda"};
