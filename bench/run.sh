@@ -11,8 +11,8 @@ else
     repetitions=9 min_time=0.2 passes=1000 seconds=60 polls=100000
 fi
 cmake --preset release >/dev/null
-cmake --build --preset release --target bench_smartctl bench_log bench_storage_pass bench_memory bench_heartbeats \
-    bench_hwmon
+cmake --build --preset release --target bench_smartctl bench_selftest bench_log bench_storage_pass bench_memory \
+    bench_heartbeats bench_hwmon
 
 csv=$(mktemp)
 trap 'rm -f "$csv"' EXIT
@@ -35,6 +35,9 @@ measure bench_smartctl
 ours=$(median ParseDiskInfoWhole 4)
 echo "ParseDiskInfo, 37 KB report, over RapidJSON's bare DOM parse:  $(ratio "$ours" "$(median RapidJsonTree 4)")  (limit 1.25)"
 echo "ParseDiskInfo, 37 KB report, over nlohmann's parse:            $(ratio "$ours" "$(median NlohmannTree 4)")  (limit 0.25)"
+
+measure bench_selftest
+echo "Self-test report, 60 disks, read and taken up, over TinyXML:   $(ratio "$(median ReportWhole 4)" "$(median TinyXmlTree 4)")  (limit 2.00)"
 
 measure bench_storage_pass
 echo "Storage pass, cost per disk, 256 disks over 16:                $(ratio "$(median FullPass/256/real_time)" \

@@ -163,11 +163,42 @@ private:
         return utf8 ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_LEGACY;
     }
 
+    // An attribute of the plain kind, as almost all are: letters, "=", a text in double quotes without a
+    // character reference. Reading it builds nothing. Null for any other, which is for TinyXML's reader.
+    static const char* SkipPlainAttribute(const char* p, std::string_view& name)
+    {
+        const char* const start = p;
+        while ((*p >= 'a' && *p <= 'z') || (*p >= 'A' && *p <= 'Z'))
+        {
+            ++p;
+        }
+        name = {start, static_cast<std::size_t>(p - start)};
+        if (name.empty() || p[0] != '=' || p[1] != '"')
+        {
+            return nullptr;
+        }
+        p = std::strpbrk(p + 2, "\"&");
+        return p != nullptr && *p == '"' ? p + 1 : nullptr;
+    }
+
+    static const char* SkipAttribute(const char* p, TiXmlEncoding encoding, std::string_view& name)
+    {
+        if (const char* const behind = SkipPlainAttribute(p, name))
+        {
+            return behind;
+        }
+        TiXmlAttribute attribute;
+        const char* const behind = attribute.Parse(p, nullptr, encoding);
+        name = {p, std::strlen(attribute.Name())};
+        return behind;
+    }
+
     // Adds the element to the open ones unless it is empty ("/>").
     static const char* SkipStartTag(const char* p, TiXmlEncoding encoding, std::vector<std::string>& open)
     {
         std::string name;
-        std::vector<std::string> attributeNames;
+        std::vector<std::string_view> attributeNames;
+        attributeNames.reserve(8);
         p = ReadName(p, &name, encoding);
         while (p != nullptr && *p != '\0')
         {
@@ -185,14 +216,13 @@ private:
                 open.push_back(name);
                 return p + 1;
             }
-            TiXmlAttribute attribute;
-            p = attribute.Parse(p, nullptr, encoding);
-            if (std::find(attributeNames.begin(), attributeNames.end(), attribute.Name()) !=
-                attributeNames.end())
+            std::string_view attribute;
+            p = SkipAttribute(p, encoding, attribute);
+            if (std::find(attributeNames.begin(), attributeNames.end(), attribute) != attributeNames.end())
             {
                 return nullptr; // the same attribute twice
             }
-            attributeNames.emplace_back(attribute.Name());
+            attributeNames.push_back(attribute);
         }
         return nullptr;
     }

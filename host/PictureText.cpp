@@ -45,6 +45,10 @@ std::string SelfTestPart(const DiskPicture& disk)
     {
         text += fmt::format(" {}%", disk.selfTestPercent);
     }
+    if (disk.selfTestSec != 0)
+    {
+        text += (*disk.selfTestStatus == kRunning ? " since " : " ") + DateTimeText(disk.selfTestSec);
+    }
     return text;
 }
 
@@ -106,7 +110,8 @@ void AddSettings(std::string& text, const SettingsPicture& settings)
         text += fmt::format(", {} test {} {:02}:{:02}", TestName(test), DayText(schedule.days),
                             schedule.startSec / 3600, schedule.startSec / 60 % 60);
     }
-    text += "\n";
+    text += settings.selfTestSupport ? fmt::format(", test time-out {} s\n", settings.selfTestTimeoutSec)
+                                     : std::string(", no self-tests\n");
     if (settings.watchdog)
     {
         text +=

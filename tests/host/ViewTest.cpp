@@ -1,4 +1,5 @@
 #include "host/LineView.h"
+#include "host/PictureText.h"
 #include "host/SafeText.h"
 #include "host/Screen.h"
 
@@ -66,6 +67,19 @@ Picture TwoDisks()
         picture.disks.push_back(disk);
     }
     return picture;
+}
+
+TEST(DiskRow, TellsHowTheSelfTestStands)
+{
+    DiskPicture disk = TwoDisks().disks[0];
+    disk.selfTestStatus = 1;
+    disk.selfTestPercent = 40;
+    disk.selfTestSec = 1'700'000'000;
+    EXPECT_EQ(DescribeDisk(disk).state,
+              "Healthy, self-test running 40% since " + DateTimeText(1'700'000'000));
+    disk.selfTestStatus = 3;
+    disk.selfTestSec = 0;
+    EXPECT_EQ(DescribeDisk(disk).state, "Healthy, self-test failed");
 }
 
 // Visible columns of a line with SGR sequences; -1 when any other escape sequence is in it.
