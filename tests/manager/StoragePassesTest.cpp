@@ -34,6 +34,29 @@ protected:
              [this, before](const CFakeHost::Record& told) { return Count(told, m_scan) > before; });
     }
 
+    // A self-test tool from the next start on, its report about /dev/sda.
+    void UseSelfTests(const std::string& schedule, const std::string& report)
+    {
+        Answer({"./tqselftest", "-v"}, {.output = "tqselftest version: 1.2\n"});
+        Answer({"./tqselftest", "-c", "startshort"}, {});
+        Answer({"./tqselftest", "-c", "startlong"}, {});
+        Answer({"./tqselftest", "-c", "report"},
+               {.output = "<r><Disk Name=\"/dev/sda\" " + report + "/></r>"});
+        m_dir.Write(kConfigurationFile, "<zDVR><Storage>" + schedule + "</Storage></zDVR>");
+    }
+
+    // What the self-test tool was told since the last call.
+    std::string SelfTestVerbs()
+    {
+        std::string verbs;
+        for (const CFakeHost::Arguments& program : m_host.Programs())
+        {
+            verbs += program[0] == "./tqselftest" ? program.back() + " " : "";
+        }
+        m_host.Forget();
+        return verbs;
+    }
+
     int Scans() { return CountProgram(m_scan); }
 
     static int Count(const CFakeHost::Record& told, const CFakeHost::Arguments& arguments)
@@ -233,5 +256,77 @@ TEST_F(StoragePasses, AnUnusableLogTimeIsReplacedInTheFile)
     m_dir.Write(kConfigurationFile, R"(<zDVR><Storage DailyLogTime="noon"/></zDVR>)");
     Start();
     EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), HasSubstr(R"(DailyLogTime="1:00 AM")"));
+}
+
+TEST_F(StoragePasses, OneSelfTestReportServesAllDisksOfAPass)
+{
+    UseSelfTests("", R"(SelfTestStatus="0")");
+    Start();
+    EXPECT_THAT(Documents(MessageCategory::ConfigDocument).at(0),
+                HasSubstr(R"(<Library Name="tqselftest" Filename="tqselftest" Version="1.2" />)"));
+    EXPECT_THAT(
+        LastDocument(MessageCategory::ConfigDocument),
+        HasSubstr(
+            R"(SelfTestSupport="1" CannotDeleteThreshold="1"><SelfTestSchedule SelfTest="0" Start="3600" )"
+            R"(Days="127" /><SelfTestSchedule SelfTest="1" Start="0" Days="0" />)"));
+    EXPECT_EQ(SelfTestVerbs(), "-v report report ") << "a full pass asks before and after";
+    Scan();
+    EXPECT_EQ(SelfTestVerbs(), "report ");
+    AnswerScan({"/dev/sda"}); // a pass with changes
+    Scan();
+    EXPECT_EQ(SelfTestVerbs(), "report ");
+}
+
+TEST_F(StoragePasses, ADueSelfTestIsStartedBeforeTheReport)
+{
+    UseSelfTests(R"(<SelfTestSchedule SelfTest="0" Days="1" Start="43260"/>)",
+                 R"(SelfTestStatus="0")"); // 12:01
+    Start();
+    SelfTestVerbs();
+    Scan();
+    EXPECT_EQ(SelfTestVerbs(), "startshort report report ");
+    Scan();
+    EXPECT_EQ(SelfTestVerbs(), "report ");
+    Stop();
+    UseSelfTests(R"(<SelfTestSchedule SelfTest="1" Days="1" Start="43320"/>)",
+                 R"(SelfTestStatus="0")"); // now
+    Start();
+    EXPECT_EQ(SelfTestVerbs(), "-v report startlong report report ");
+}
+
+TEST_F(StoragePasses, AFailedSelfTestIsAnAlarm)
+{
+    UseSelfTests("", R"(SelfTestStatus="3"><Report ID="1" StatusCode="3" FailLBA="77"/></Disk><x)");
+    Start();
+    EXPECT_THAT(
+        Status().at(0),
+        HasSubstr(R"(<Disk Name="/dev/sda" Message="self-test failure" SelfTestStatus="3" SelfTestTime="0" )"
+                  R"(Percent="-1" Time="1700395200" Milliseconds="0" Alarm="1" />)"));
+    m_host.Forget();
+    UseSelfTests("", R"(SelfTestStatus="1" PcRemain="90")");
+    Request(R"(<Storage ID="3604480" SelfTest="0"/>)");
+    EXPECT_THAT(Status(), ElementsAre(HasSubstr(
+                              R"("Healthy" SelfTestStatus="1" SelfTestTime="1700395200" Percent="10" )"
+                              R"(Time="1700395200" Milliseconds="0" Alarm="0" />)")));
+}
+
+TEST_F(StoragePasses, NothingFollowsASelfTestReportThatTheEndCutsOff)
+{
+    UseSelfTests("", "");
+    Answer({"./tqselftest", "-c", "report"}, {.hang = true});
+    Create();
+    Run();
+    ASSERT_TRUE(m_host.WaitForHanging(1));
+    Close();
+    Join();
+    EXPECT_THAT(m_host.LogTexts(LogWarning), Not(testing::Contains(HasSubstr("Failure"))));
+}
+
+TEST_F(StoragePasses, AQSeriesSystemDoesNotAskForTheSelfTestTool)
+{
+    m_dir.Write("tqsysteminfo.xml", R"(<x><family value="q_series"/></x>)");
+    Start();
+    EXPECT_EQ(CountLog("tqselftest missing - disabling self-test feature."), 1);
+    EXPECT_EQ(SelfTestVerbs(), "");
 }
 } // namespace
