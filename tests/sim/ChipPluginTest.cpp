@@ -1,4 +1,5 @@
 // The plug-in's own chip classes on the simulated chips: two descriptions of one chip, written apart.
+#include "bench/AllocationCount.h"
 #include "frame/Xml.h"
 #include "hwmon/Chips.h"
 #include "hwmon/PortIo.h"
@@ -14,35 +15,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <set>
 #include <string>
 #include <vector>
-
-namespace
-{
-thread_local int allocations = 0;
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    ++allocations;
-    if (void* const memory = std::malloc(size))
-    {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 namespace
 {
@@ -59,14 +35,14 @@ public:
 
     std::uint8_t In(std::uint16_t port) override
     {
-        const int before = allocations;
+        const auto before = bench::Allocations();
         const std::uint8_t value = m_chip.In(port, Now());
         CheckAccess(port, before);
         return value;
     }
     void Out(std::uint16_t port, std::uint8_t value) override
     {
-        const int before = allocations;
+        const auto before = bench::Allocations();
         m_chip.Out(port, value, Now());
         CheckAccess(port, before);
     }
@@ -82,9 +58,9 @@ public:
     [[nodiscard]] sim::SimTime Now() const { return sim::SimTime(m_clock.MonotonicMs()); }
 
 private:
-    void CheckAccess(std::uint16_t port, int before)
+    void CheckAccess(std::uint16_t port, std::uint64_t before)
     {
-        EXPECT_EQ(allocations, before) << "an access may come from a signal handler";
+        EXPECT_EQ(bench::Allocations(), before) << "an access may come from a signal handler";
         EXPECT_EQ(m_granted.count(port), 1U) << port;
     }
 
