@@ -133,11 +133,12 @@ void CSimHwMonitor::SetValue(Quantity quantity, int number, int value, SimTime l
 
 int CSimHwMonitor::ValueAt(const Channel& channel, std::size_t number, SimTime now)
 {
-    const SimTime passed = now - channel.start;
+    // An access may carry a time from just before the scenario moved the channel.
+    const SimTime passed = std::max(now - channel.start, SimTime{0});
     if (passed < channel.length)
     {
         const auto change = static_cast<std::int64_t>(channel.to - channel.from);
-        return channel.from + static_cast<int>(change * std::max(passed, SimTime{0}) / channel.length);
+        return channel.from + static_cast<int>(change * passed / channel.length);
     }
     return channel.to + Wander(channel.wander, number, now);
 }

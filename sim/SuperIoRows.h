@@ -2,6 +2,7 @@
 // numbers of the hardware monitor carry the bank in the high byte.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -201,6 +202,41 @@ constexpr bool AreChannelsSound(std::span<const Row> rows)
     return rows.size() <= kMaxChannels;
 }
 
+// Takes a register for a reading; false when it is another's already or beyond the banks.
+struct RegisterClaims
+{
+    std::array<bool, kMaxBanks * 256> taken{};
+
+    constexpr bool Take(std::uint16_t reg)
+    {
+        const bool isFree = reg < taken.size() && !taken[reg];
+        if (isFree)
+        {
+            taken[reg] = true;
+        }
+        return isFree;
+    }
+};
+
+constexpr bool AreReadingsApart(const SuperIoRows& rows)
+{
+    RegisterClaims claims;
+    bool areApart = true;
+    for (const VoltageRow& row : rows.voltages)
+    {
+        areApart = claims.Take(row.value) && areApart;
+    }
+    for (const TemperatureRow& row : rows.temperatures)
+    {
+        areApart = claims.Take(row.value) && areApart;
+    }
+    for (const FanRow& row : rows.fans)
+    {
+        areApart = claims.Take(row.low) && (!row.high || claims.Take(*row.high)) && areApart;
+    }
+    return areApart;
+}
+
 // What a slip in a new chip's rows would break first: to be asserted at compile time.
 constexpr bool AreRowsSound(const SuperIoRows& rows)
 {
@@ -208,6 +244,7 @@ constexpr bool AreRowsSound(const SuperIoRows& rows)
            rows.monitorDevice < kMaxDevices && rows.watchdog.device < kMaxDevices &&
            rows.watchdog.output.mask != 0 && rows.watchdog.unit.mask != 0 && rows.millivoltsPerStep > 0 &&
            AreChannelsSound(rows.voltages) && AreChannelsSound(rows.temperatures) &&
-           AreChannelsSound(rows.fans) && rows.watchdog.status.size() <= kMaxStatusBits;
+           AreChannelsSound(rows.fans) && rows.watchdog.status.size() <= kMaxStatusBits &&
+           AreReadingsApart(rows);
 }
 } // namespace sim

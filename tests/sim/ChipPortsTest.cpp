@@ -287,6 +287,8 @@ TEST_F(ChipPorts, ValuesMoveEvenlyAndAtRestWander)
     EXPECT_EQ(Monitor(0x027), 75);
     m_now = 90s;
     EXPECT_EQ(Monitor(0x027), 75);
+    m_chip->SetValue(Quantity::Temperature, 1, 80, 0s, 91s); // by another thread, an instant later
+    EXPECT_EQ(Monitor(0x027), 80);
 }
 
 TEST_F(ChipPorts, WatchdogCountsItsUnitAndResetsOnlyThroughItsOutput)
