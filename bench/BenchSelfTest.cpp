@@ -50,7 +50,7 @@ std::string MakeReport()
     return text + "</SelfTests>\n";
 }
 
-const std::string g_text = MakeReport();
+const std::string kText = MakeReport();
 std::unique_ptr<SelfTestManager> g_tests;
 SelfTestReport g_running;
 
@@ -87,7 +87,7 @@ void ReportWhole(benchmark::State& state)
     {
         g_tests->ApplyReport(g_running, kNow);
         CXmlDocument document;
-        const auto report = ParseReport(g_text, document);
+        const auto report = ParseReport(kText, document);
         g_tests->ApplyReport(report.value(), kNow);
         if (report->size() != kDrives || !g_tests->HasFailed(DriveName(kDrives - 1)))
         {
@@ -101,7 +101,7 @@ void TinyXmlTree(benchmark::State& state)
     for ([[maybe_unused]] auto iteration : state)
     {
         TiXmlDocument document;
-        document.Parse(g_text.c_str());
+        document.Parse(kText.c_str());
         benchmark::DoNotOptimize(document.Error());
     }
 }

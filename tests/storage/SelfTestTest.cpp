@@ -25,9 +25,10 @@ std::string Entries(const std::string& words, const std::string& more = {})
     for (std::string id, status; std::getline(in, id, '=') && in >> status; in >> std::ws)
     {
         const std::size_t at = status.find('@');
-        const std::string lba = at < status.size() ? " FailLBA=\"" + status.substr(at + 1) + "\"" : "";
-        text += R"(<Report Type="T" Status="s" ID=")" + id + R"(" StatusCode=")" + status.substr(0, at) +
-                "\"" + lba + more + "/>";
+        const std::string lba = at < status.size() ? R"(" FailLBA=")" + status.substr(at + 1) : "";
+        text += R"(<Report Type="T" Status="s")";
+        text.append(more).append(" ID=\"").append(id).append(R"(" StatusCode=")");
+        text.append(status.substr(0, at)).append(lba).append("\"/>");
     }
     return text;
 }
@@ -208,22 +209,22 @@ TEST_F(SelfTest, FailuresCountUnlessTheirPlaceIsKnown)
 {
     struct Row
     {
-        const char* model;    // the rule is for "acme x1"
-        std::int32_t lastLba; // of that rule, its first is 100
+        const char* model; // the rule is for "acme x1"
         const char* log;
-        const char* ends; // of the third entry's line
+        const char* ends;     // of the third entry's line
+        std::int32_t lastLba; // of that rule, its first is 100
         bool fails;
     };
     static constexpr Row kRows[] = {
-        {"ACME X1", 200, "1=2 3=3@99", "s (LBA 99)", true},
-        {"ACME X1", 200, "1=2 3=3@100", "IGNORED s (LBA 100)", false},
-        {"aCme x10", 200, "1=2 3=3@200", "IGNORED s (LBA 200)", false},
-        {"ACME X1", 200, "1=2 3=3@201", "s (LBA 201)", true},
-        {"ACME X1", 200, "1=2 3=3", "s (LBA 0)", true},
-        {"X ACME X1", 200, "1=2 3=3@150", "s (LBA 150)", true},
-        {"ACME X1", 200, "1=2 3=3@4294967446", "s (LBA 4294967446)", true},
-        {"ACME X1", -1, "1=2 3=3@9999999999", "IGNORED s (LBA 9999999999)", false},
-        {"ACME X1", 200, "1=3@150 3=2", "s", true}, // the latest decides, ignored or not
+        {"ACME X1", "1=2 3=3@99", "s (LBA 99)", 200, true},
+        {"ACME X1", "1=2 3=3@100", "IGNORED s (LBA 100)", 200, false},
+        {"aCme x10", "1=2 3=3@200", "IGNORED s (LBA 200)", 200, false},
+        {"ACME X1", "1=2 3=3@201", "s (LBA 201)", 200, true},
+        {"ACME X1", "1=2 3=3", "s (LBA 0)", 200, true},
+        {"X ACME X1", "1=2 3=3@150", "s (LBA 150)", 200, true},
+        {"ACME X1", "1=2 3=3@4294967446", "s (LBA 4294967446)", 200, true},
+        {"ACME X1", "1=2 3=3@9999999999", "IGNORED s (LBA 9999999999)", -1, false},
+        {"ACME X1", "1=3@150 3=2", "s", 200, true}, // the latest decides, ignored or not
     };
     for (const Row& row : kRows)
     {
