@@ -18,6 +18,7 @@ using Words = std::vector<std::string>;
 constexpr int kTestShort = 0;
 constexpr int kTestLong = 1;
 constexpr int kTestStop = 2;
+constexpr int kTestReport = 3;
 
 ControlCommand Error(std::string text)
 {
@@ -58,7 +59,11 @@ std::optional<int> TestKind(const std::string& word)
     {
         return kTestLong;
     }
-    return word == "stop" ? std::optional(kTestStop) : std::nullopt;
+    if (word == "stop")
+    {
+        return kTestStop;
+    }
+    return word == "report" ? std::optional(kTestReport) : std::nullopt;
 }
 
 // "mon,wed", "daily", "none", or the bit mask itself (bit 0 is Sunday).
@@ -93,10 +98,11 @@ std::optional<int> Days(const std::string& text)
     return mask;
 }
 
+constexpr int kDay = 24 * 3600;
+
 // "HH:MM" or seconds after local midnight.
 std::optional<int> StartOfTest(const std::string& text)
 {
-    constexpr int kDay = 24 * 3600;
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos)
     {
@@ -145,7 +151,7 @@ ControlCommand Test(const Words& words, const Picture& picture)
     const auto test = TestKind(words[1]);
     if (!test)
     {
-        return Error("test wants short, long or stop");
+        return Error("test wants short, long, stop or report");
     }
     const std::string attribute = fmt::format(R"( SelfTest="{}")", *test);
     if (words.size() == 2)
@@ -182,7 +188,7 @@ ControlCommand Schedule(const Words& words, const Picture& /*picture*/)
     const auto test = TestKind(words[1]);
     const auto days = Days(words[2]);
     const auto start = StartOfTest(words[3]);
-    if (!test || *test == kTestStop || !days || !start)
+    if (!test || *test > kTestLong || !days || !start)
     {
         return Error("set-schedule wants short or long, days such as mon,thu or daily or none, and a time "
                      "such as 01:30");
@@ -235,6 +241,18 @@ constexpr auto kVerbs = std::to_array<Verb>({
      }},
 });
 } // namespace
+
+void ResolveStart(std::vector<std::string>& words, int secondsOfDay)
+{
+    if (words.size() == 4 && words[0] == "set-schedule" && words[3].starts_with('+'))
+    {
+        const auto minutes = Number(words[3].substr(1));
+        if (minutes && *minutes >= 0 && *minutes < kDay / 60)
+        {
+            words[3] = std::to_string((secondsOfDay + *minutes * 60) % kDay);
+        }
+    }
+}
 
 ControlCommand ParseControl(const std::vector<std::string>& words, const Picture& picture)
 {

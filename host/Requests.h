@@ -36,9 +36,13 @@ struct ControlCommand
 
 // What a person may write after "send", for the help.
 inline constexpr const char* kControlHelp =
-    "refresh | threshold DISK MIN MAX | test short|long|stop [DISK] | prep NAME | "
+    "refresh | threshold DISK MIN MAX | test short|long|stop|report [DISK] | prep NAME | "
     "hotspare DISK on|off | set-schedule short|long DAYS START | sensors | status | ports | "
     "raw-status FILE | raw-config FILE | quit";
+
+// Turns a "set-schedule" start of "+N", N minutes from now, into seconds after midnight. `secondsOfDay` is
+// now, in local time. Other words stay.
+void ResolveStart(std::vector<std::string>& words, int secondsOfDay);
 
 // `picture` tells disks from volumes; names that it does not know are refused.
 ControlCommand ParseControl(const std::vector<std::string>& words, const Picture& picture);

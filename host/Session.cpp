@@ -36,6 +36,14 @@ bool IsArrival(const PictureChange& change)
 {
     return change.kind == ChangeKind::DiskAdded || change.kind == ChangeKind::Volume;
 }
+// Of the plug-in's clock, by which it starts scheduled tests.
+int SecondsOfLocalDay()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
+}
 } // namespace
 
 sigset_t SessionSignals()
@@ -212,7 +220,9 @@ void CSession::TakeRequest(const std::string& line)
 
 std::string CSession::Answer(const std::string& line)
 {
-    const ControlCommand command = ParseControl(SplitControlLine(line), m_picture);
+    std::vector<std::string> words = SplitControlLine(line);
+    ResolveStart(words, SecondsOfLocalDay());
+    const ControlCommand command = ParseControl(words, m_picture);
     if (command.kind == ControlKind::Error)
     {
         return "error: " + command.text + "\n";

@@ -97,6 +97,20 @@ ProgramRun CAppliance::Run(const std::vector<std::string>& argv, SimTime now)
     return RunProgram(m_state->machine, argv, now);
 }
 
+namespace
+{
+// Moves what programs have done by `now` to `lines`.
+void TellNotes(Machine& machine, SimTime now, std::vector<std::string>& lines)
+{
+    const auto end = machine.notes.upper_bound(now);
+    for (auto note = machine.notes.begin(); note != end; ++note)
+    {
+        lines.push_back(note->second);
+    }
+    machine.notes.erase(machine.notes.begin(), end);
+}
+} // namespace
+
 std::vector<std::string> CAppliance::Advance(SimTime now)
 {
     const std::lock_guard lock(m_state->mutex);
@@ -110,11 +124,13 @@ std::vector<std::string> CAppliance::Advance(SimTime now)
            !m_state->machine.isOver)
     {
         const ScenarioEvent& event = events[m_state->nextEvent++];
+        TellNotes(m_state->machine, event.at, lines);
         const FoundVerb found = FindVerb(event.words);
         // At its own time, not `now`: the outcome must not depend on how often the host calls.
         found.verb->apply(m_state->machine, found.arguments, event.at);
         lines.push_back(event.text);
     }
+    TellNotes(m_state->machine, now, lines);
     return lines;
 }
 

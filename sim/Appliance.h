@@ -41,7 +41,8 @@ public:
     // Runs a program as the appliance would at `now`. Thread-safe.
     ProgramRun Run(const std::vector<std::string>& argv, SimTime now);
 
-    // Applies the scenario lines due by `now`; gives one readable line for each, in order. Thread-safe.
+    // Applies the scenario lines due by `now`; gives one readable line for each, and for each stage that a
+    // running program has reached, in order. Thread-safe.
     std::vector<std::string> Advance(SimTime now);
 
     // Whether the host returns heartbeats to the plug-in at this moment.
@@ -50,8 +51,8 @@ public:
     // Whether the scenario has said "end". Lines after it are not applied. Thread-safe.
     [[nodiscard]] bool IsOver() const;
 
-    // What the scenario asked the host to ask of the plug-in since the last call, in order: "refresh" is the
-    // storage hardware refresh. Thread-safe.
+    // What the scenario asked the host to ask of the plug-in since the last call, in order: lines in the
+    // host's own words for a person's requests, such as "refresh" or "test short /dev/sdc". Thread-safe.
     std::vector<std::string> TakeRequests();
 
     // What answers the port instructions. Lives as long as the appliance; may be used in a signal handler.

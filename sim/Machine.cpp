@@ -9,7 +9,7 @@ Machine::Machine(AppliancePreset built, const SuperIoRows* chip)
     : preset(std::move(built)),
       disks(preset.disks.begin(), preset.disks.end()),
       bmc(preset.bmcSensors),
-      superIo(chip != nullptr ? std::make_unique<CSimSuperIo>(*chip) : nullptr)
+      superIo(chip != nullptr ? std::make_shared<CSimSuperIo>(*chip) : nullptr)
 {
 }
 
@@ -19,12 +19,12 @@ CIoPorts& Machine::Ports()
     {
         return *superIo;
     }
-    return emptyPorts;
+    return *emptyPorts;
 }
 
 void Machine::RefusePorts(bool refuses)
 {
-    emptyPorts.SetRefusal(refuses);
+    emptyPorts->SetRefusal(refuses);
     if (superIo)
     {
         superIo->SetRefusal(refuses);

@@ -32,10 +32,13 @@ struct Machine
     AppliancePreset preset;
     std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them
     CSimBmc bmc;
-    CEmptyPorts emptyPorts;
-    std::unique_ptr<CSimSuperIo> superIo; // null without; has a guard of its own
+    // Shared by the copies that are made of the machine; no program that the tools stand for touches the
+    // ports.
+    std::shared_ptr<CEmptyPorts> emptyPorts = std::make_shared<CEmptyPorts>();
+    std::shared_ptr<CSimSuperIo> superIo; // null without; has a guard of its own
     std::map<std::string, ToolState> tools;
-    std::vector<std::string> requests; // not yet taken by the host
+    std::vector<std::string> requests;         // not yet taken by the host
+    std::multimap<SimTime, std::string> notes; // what programs do, to be told when its time has come
     bool returnsHeartbeats = true;
     bool isOver = false;
 };

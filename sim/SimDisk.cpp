@@ -61,6 +61,12 @@ std::vector<SmartRow> InitialRows(DiskKind kind)
     return {};
 }
 
+// As long as drives of these sizes say that it takes.
+std::chrono::minutes LongSelfTest(DiskKind kind)
+{
+    return kind == DiskKind::HardDisk ? std::chrono::minutes{828} : std::chrono::minutes{15};
+}
+
 std::int64_t WholeHours(SimTime span)
 {
     return std::chrono::duration_cast<std::chrono::hours>(span).count();
@@ -71,8 +77,11 @@ CSimDisk::CSimDisk(DiskSpec spec)
     : m_spec(std::move(spec)),
       m_ramp{m_spec.restTemperature, m_spec.restTemperature, SimTime{0}, SimTime{0}},
       m_highestSet(m_spec.restTemperature),
-      m_rows(InitialRows(m_spec.kind))
+      m_rows(InitialRows(m_spec.kind)),
+      m_selfTest(m_spec.selfTests, LongSelfTest(m_spec.kind), Blocks()),
+      m_use({m_spec.partitions, m_spec.mountPath, m_spec.fileSystem, m_spec.needsPrep})
 {
+    m_selfTest.SetSupported(m_spec.kind == DiskKind::HardDisk || m_spec.kind == DiskKind::Ssd);
 }
 
 int CSimDisk::Temperature(SimTime now) const
@@ -145,6 +154,15 @@ std::int64_t CSimDisk::PowerOnHours(SimTime now) const
     return m_spec.powerOnHours + WholeHours(now - m_installed);
 }
 
+void CSimDisk::SetPresent(bool present, SimTime now)
+{
+    m_isPresent = present;
+    if (!present)
+    {
+        m_selfTest.Stop(SelfTestEnd::Interrupted, now);
+    }
+}
+
 void CSimDisk::SetTemperature(int degrees)
 {
     m_ramp = {.from = degrees, .to = degrees};
@@ -181,6 +199,7 @@ void CSimDisk::Replace(const std::string& serial, SimTime now)
     spec.partitions = 0;
     spec.mountPath.clear();
     spec.fileSystem.clear();
+    spec.selfTests.clear();
     // Only drives in the bays are prepared for recording.
     spec.needsPrep = spec.kind == DiskKind::HardDisk;
     *this = CSimDisk(std::move(spec));

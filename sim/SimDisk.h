@@ -1,6 +1,8 @@
 // One drive of the simulated appliance: what it is, and how its SMART values stand at a moment.
 #pragma once
 
+#include "sim/DriveUse.h"
+#include "sim/SelfTest.h"
 #include "sim/SimTime.h"
 
 #include <cstdint>
@@ -47,6 +49,7 @@ struct DiskSpec
     std::string mountPath{}; // "" when not mounted
     std::string fileSystem{};
     bool needsPrep = false;
+    std::vector<SelfTestEntry> selfTests{}; // its log when switched on, newest first
 };
 
 struct NvmeHealth
@@ -82,7 +85,20 @@ public:
     [[nodiscard]] std::int64_t PowerOnHours(SimTime now) const;
     [[nodiscard]] const NvmeHealth& Nvme() const { return m_nvme; }
 
-    void SetPresent(bool present) { m_isPresent = present; }
+    [[nodiscard]] std::int64_t Blocks() const { return m_spec.bytes / 512; }
+    [[nodiscard]] const CSelfTest& SelfTest() const { return m_selfTest; }
+    CSelfTest& SelfTest() { return m_selfTest; }
+
+    // What the drive is used for at the moment; the specification says it for the moment of switching on.
+    [[nodiscard]] DriveUse Use(SimTime now) const { return m_use.At(now); }
+    std::vector<PrepStep> StartPrep(const std::string& mountPath, SimTime now)
+    {
+        return m_use.Prepare(mountPath, now);
+    }
+    void FailNextPrep(PrepStage stage) { m_use.FailNext(stage); }
+
+    // A drive that is pulled loses the self-test it runs.
+    void SetPresent(bool present, SimTime now);
     void SetFailing(bool failing) { m_isFailing = failing; }
     void SetTemperature(int degrees);
     // From the present temperature to `degrees`, evenly over `length`.
@@ -113,5 +129,7 @@ private:
     int m_highestSet; // highest temperature the drive has been sent to
     std::vector<SmartRow> m_rows;
     NvmeHealth m_nvme;
+    CSelfTest m_selfTest;
+    CDriveUse m_use;
 };
 } // namespace sim

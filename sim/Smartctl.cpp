@@ -93,7 +93,7 @@ void Apply(const OptionRow& row, const std::string& argument, CommandLine& line)
         line.type = argument;
         break;
     case Option::All:
-        line.sections = {.identity = true, .health = true, .attributes = true};
+        line.sections = {.identity = true, .health = true, .attributes = true, .selfTests = true};
         break;
     case Option::Identity:
         line.sections.identity = true;

@@ -13,6 +13,7 @@ namespace
 constexpr int kDiskFailing = 1 << 3;
 constexpr int kPrefailBelowThreshold = 1 << 4;
 constexpr int kBelowThresholdInThePast = 1 << 5;
+constexpr int kFailedSelfTest = 1 << 7;
 
 constexpr std::uint16_t kPrefail = 0x01; // attribute flag word
 
@@ -303,15 +304,25 @@ void WriteReport(CJsonWriter& json, const CSimDisk& disk, const SmartctlSections
         json.Bool("passed", !disk.IsFailing());
         json.EndObject();
     }
+    const bool isAta = disk.Spec().kind == DiskKind::HardDisk || disk.Spec().kind == DiskKind::Ssd;
+    if (sections.selfTests && isAta)
+    {
+        WriteSelfTestStatus(json, disk, now);
+    }
     if (sections.attributes)
     {
         WriteAttributeSection(json, disk, now);
+    }
+    if (sections.selfTests && isAta)
+    {
+        WriteSelfTestLog(json, disk, now);
     }
 }
 
 int HealthStatusBits(const CSimDisk& disk, const SmartctlSections& sections, SimTime now)
 {
     int status = sections.health && disk.IsFailing() ? kDiskFailing : 0;
+    status |= sections.selfTests && disk.SelfTest().HasFailed(now) ? kFailedSelfTest : 0;
     for (const SmartRow& row : disk.Attributes(now))
     {
         const AttributeState state = StateOf(row);

@@ -23,6 +23,7 @@ struct SmartctlSections
     bool identity = false;
     bool health = false;
     bool attributes = false;
+    bool selfTests = false;
 };
 
 void WriteHeader(CJsonWriter& json, const SmartctlHeader& header);
@@ -30,6 +31,10 @@ void WriteLocalTime(CJsonWriter& json, SimTime now);
 // The device as an object of its four members: the scan and the report name it alike.
 void WriteDevice(CJsonWriter& json, std::string_view key, const DiskSpec& disk);
 void WriteReport(CJsonWriter& json, const CSimDisk& disk, const SmartctlSections& sections, SimTime now);
+
+// The two parts about an ATA drive's self-tests.
+void WriteSelfTestStatus(CJsonWriter& json, const CSimDisk& disk, SimTime now);
+void WriteSelfTestLog(CJsonWriter& json, const CSimDisk& disk, SimTime now);
 
 // Bits of the exit status that the disk's health gives in these sections.
 int HealthStatusBits(const CSimDisk& disk, const SmartctlSections& sections, SimTime now);

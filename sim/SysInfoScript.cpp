@@ -38,20 +38,20 @@ std::string BlockDeviceName(const DiskSpec& disk)
     return disk.kind == DiskKind::Nvme ? name + "n1" : name;
 }
 
-void AddDrive(std::string& text, const DiskSpec& disk)
+void AddDrive(std::string& text, const DiskSpec& disk, const DriveUse& use)
 {
     AddLine(text, "drive-index", std::to_string(disk.slot));
     AddLine(text, "drive-name", BlockDeviceName(disk));
     AddLine(text, "drive-serial", disk.serial);
-    AddLine(text, "drive-partitions", std::to_string(disk.partitions));
+    AddLine(text, "drive-partitions", std::to_string(use.partitions));
     AddLine(text, "drive-removable", disk.kind == DiskKind::UsbStick ? "1" : "0");
-    AddLine(text, "drive-fspath", disk.mountPath);
-    AddLine(text, "drive-fstype", disk.fileSystem);
-    AddLine(text, "drive-needs-prep", disk.needsPrep ? "1" : "0");
+    AddLine(text, "drive-fspath", use.mountPath);
+    AddLine(text, "drive-fstype", use.fileSystem);
+    AddLine(text, "drive-needs-prep", use.needsPrep ? "1" : "0");
 }
 } // namespace
 
-ToolAnswer AnswerSysInfoScript(const Machine& machine, const std::vector<std::string>&, SimTime)
+ToolAnswer AnswerSysInfoScript(const Machine& machine, const std::vector<std::string>&, SimTime now)
 {
     ToolAnswer answer{.standardOutput = {}, .exitCode = 0, .duration = kDuration};
     AddBoard(answer.standardOutput, machine.preset.board);
@@ -59,7 +59,7 @@ ToolAnswer AnswerSysInfoScript(const Machine& machine, const std::vector<std::st
     {
         if (disk.IsPresent())
         {
-            AddDrive(answer.standardOutput, disk.Spec());
+            AddDrive(answer.standardOutput, disk.Spec(), disk.Use(now));
         }
     }
     return answer;

@@ -1,8 +1,10 @@
 #include "sim/Tools.h"
 
 #include "sim/Appliance.h"
+#include "sim/DrivePrepScript.h"
 #include "sim/Ipmitool.h"
 #include "sim/Machine.h"
+#include "sim/SelfTestTool.h"
 #include "sim/Smartctl.h"
 #include "sim/SysInfoScript.h"
 
@@ -14,10 +16,19 @@ namespace sim
 {
 namespace
 {
+// A tool that only looks at the machine.
+template <auto Answer>
+ToolAnswer Look(Machine& machine, const std::vector<std::string>& argv, SimTime now)
+{
+    return Answer(machine, argv, now);
+}
+
 constexpr auto kTools = std::to_array<Tool>({
-    {"smartctl", "./smartctl", &AnswerSmartctl, nullptr},
-    {"sysinfo", "scripts/sysinfo.sh", &AnswerSysInfoScript, nullptr},
-    {"ipmitool", "ipmitool", &AnswerIpmitool, &HasIpmitool},
+    {"smartctl", "./smartctl", &Look<&AnswerSmartctl>, nullptr},
+    {"sysinfo", "scripts/sysinfo.sh", &Look<&AnswerSysInfoScript>, nullptr},
+    {"ipmitool", "ipmitool", &Look<&AnswerIpmitool>, &HasIpmitool},
+    {"tqselftest", "./tqselftest", &AnswerSelfTestTool, nullptr},
+    {"driveprep", "scripts/driveprep.sh", &AnswerDrivePrepScript, nullptr},
 });
 
 // An exit code as waitpid reports it.
@@ -31,8 +42,8 @@ bool IsJson(const std::string& output)
     return output.starts_with('{');
 }
 
-// JSON gets a comma where the first member should stand; a key=value text loses every "=", a table its
-// commas.
+// JSON gets a comma where the first member should stand; any other text loses every "=", a table its commas,
+// a text with neither its colons.
 std::string Garble(std::string output)
 {
     if (IsJson(output))
@@ -41,7 +52,10 @@ std::string Garble(std::string output)
     }
     else
     {
-        const char separator = output.find('=') != std::string::npos ? '=' : ',';
+        constexpr std::string_view kSeparators = "=,:";
+        const auto separator =
+            *std::find_if(kSeparators.begin(), kSeparators.end() - 1,
+                          [&output](char candidate) { return output.find(candidate) != std::string::npos; });
         std::replace(output.begin(), output.end(), separator, '\x7F');
     }
     return output;
@@ -126,12 +140,23 @@ ProgramRun RunProgram(Machine& machine, const std::vector<std::string>& argv, Si
         run.startError = ENOENT;
         return run;
     }
-    ToolAnswer answer = tool->answer(machine, argv, now);
+    const auto fault = TakeFault(machine.tools[std::string(tool->name)]);
+    const bool runsToItsEnd = !fault || (fault->kind != FaultKind::Fail && fault->kind != FaultKind::Missing);
+    ToolAnswer answer;
+    if (runsToItsEnd)
+    {
+        answer = tool->answer(machine, argv, now);
+    }
+    else
+    {
+        Machine scratch = machine;
+        answer = tool->answer(scratch, argv, now);
+    }
     run.standardOutput = std::move(answer.standardOutput);
     run.standardError = std::move(answer.standardError);
     run.waitStatus = WaitStatus(answer.exitCode);
     run.duration = answer.duration;
-    if (const auto fault = TakeFault(machine.tools[std::string(tool->name)]))
+    if (fault)
     {
         ApplyFault(*fault, argv.front(), run);
     }

@@ -18,7 +18,7 @@ struct ProgramRun;
 // What a tool in good order prints and how it ends.
 struct ToolAnswer
 {
-    std::string standardOutput;
+    std::string standardOutput{};
     int exitCode = 0;
     std::chrono::milliseconds duration{0};
     std::string standardError{};
@@ -28,7 +28,8 @@ struct Tool
 {
     std::string_view name;    // in scenarios
     std::string_view program; // as the first element of the argument vector
-    ToolAnswer (*answer)(const Machine& machine, const std::vector<std::string>& argv, SimTime now);
+    // What it does to the machine is undone when a fault keeps it from running to its end.
+    ToolAnswer (*answer)(Machine& machine, const std::vector<std::string>& argv, SimTime now);
     bool (*isFitted)(const Machine& machine); // null: every appliance has it
 };
 

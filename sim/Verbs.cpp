@@ -2,6 +2,7 @@
 
 #include "sim/ChipVerbs.h"
 #include "sim/Machine.h"
+#include "sim/SelfTestVerbs.h"
 
 #include <array>
 #include <optional>
@@ -107,9 +108,9 @@ void SetAttribute(Machine& machine, const Arguments& arguments, SimTime now)
     Disk(machine, arguments).SetAttribute(Int(arguments[1]), Int(arguments[2]), raw, now);
 }
 
-void PullOrPlug(Machine& machine, const Arguments& arguments, SimTime)
+void PullOrPlug(Machine& machine, const Arguments& arguments, SimTime now)
 {
-    Disk(machine, arguments).SetPresent(arguments[1].text == "plug");
+    Disk(machine, arguments).SetPresent(arguments[1].text == "plug", now);
 }
 
 void Replace(Machine& machine, const Arguments& arguments, SimTime now)
@@ -227,9 +228,9 @@ FoundVerb FindVerb(const std::vector<std::string>& words)
     // The complaint names what the forms that fitted longest would have taken next.
     std::size_t longest = 0;
     std::string expected;
-    for (const std::span<const Verb> verbs : {std::span<const Verb>(kVerbs), ChipVerbs()})
+    for (const std::span<const Verb> table : {std::span<const Verb>(kVerbs), ChipVerbs(), SelfTestVerbs()})
     {
-        for (const Verb& verb : verbs)
+        for (const Verb& verb : table)
         {
             FormMatch match = MatchForm(verb.form, words);
             if (match.matches)

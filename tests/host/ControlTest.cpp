@@ -71,6 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
         RequestCase{"TestOfAll", "test long", ControlKind::Request, R"( SelfTest="1">)"},
         RequestCase{"TestOfOne", "test stop /dev/sda", ControlKind::Request,
                     R"(><Disk Name="/dev/sda" SelfTest="2"></Disk>)"},
+        RequestCase{"ReportOfAll", "test report", ControlKind::Request, R"( SelfTest="3">)"},
         RequestCase{"PrepOfADisk", "prep /dev/sda", ControlKind::Request,
                     R"(><Disk Name="/dev/sda" StartPrep="1"></Disk>)"},
         RequestCase{"PrepOfAVolume", "prep DATA", ControlKind::Request,
@@ -93,13 +94,34 @@ TEST(ControlLine, WhatIsWrongIsRefused)
          {"", "reboot", "refresh now", "threshold /dev/sda 50 5", "threshold /dev/sda 5 x",
           "threshold /dev/sdz 5 50", "test medium", "test short /dev/sdz", "prep /dev/sdz",
           "hotspare /dev/sda maybe", "set-schedule short someday 1:00", "set-schedule short mon, 1:00",
-          "set-schedule stop mon 1:00", "set-schedule short 128 1:00", "set-schedule short mon 24:00",
-          "set-schedule short mon 1:60", "set-schedule short mon 86400"})
+          "set-schedule stop mon 1:00", "set-schedule report mon 1:00", "set-schedule short 128 1:00",
+          "set-schedule short mon 24:00", "set-schedule short mon 1:60", "set-schedule short mon 86400"})
     {
         const ControlCommand command = ParseControl(SplitControlLine(line), Appliance());
         EXPECT_EQ(command.kind, ControlKind::Error) << line;
         EXPECT_FALSE(command.text.empty());
     }
+}
+
+TEST(ControlLine, AScheduleMayStartMinutesFromNow)
+{
+    struct Row
+    {
+        const char* line;
+        const char* start;
+    };
+    for (const Row& row :
+         {Row{"set-schedule short daily +2", "80"}, Row{"set-schedule long sun +0", "86360"},
+          Row{"set-schedule short daily 7", "7"}, Row{"set-schedule short daily +1440", "+1440"},
+          Row{"set-schedule short daily +x", "+x"}})
+    {
+        auto words = SplitControlLine(row.line);
+        ResolveStart(words, 24 * 3600 - 40);
+        EXPECT_EQ(words.back(), row.start) << row.line;
+    }
+    std::vector<std::string> other{"threshold", "a", "b", "+2"};
+    ResolveStart(other, 0);
+    EXPECT_EQ(other.back(), "+2");
 }
 
 TEST(ControlLine, WordsSurviveTheLine)

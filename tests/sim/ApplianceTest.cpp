@@ -51,6 +51,10 @@ constexpr auto kRefusedCases = std::to_array<RefusedCase>({
     {"HealthOfUsbStick", "at 1s disk /dev/sdg health failing", "no SMART data"},
     {"NoSuchFan", "at 1s chip fan 6 stop", "the chip has 5 fans"},
     {"NoSuchTemperature", "at 1s chip temperature 3 value 4", "the chip has 2 temperatures"},
+    {"SelfTestOfNvme", "at 1s disk /dev/nvme0 selftest sticks", "no self-tests"},
+    {"SelfTestBlockBeyondTheEnd", "at 1s disk /dev/sdf selftest fails at 15628053168",
+     "no block 15628053168"},
+    {"RequestForNoDisk", "at 1s request test short /dev/sdz", "no /dev/sdz"},
 });
 
 class ApplianceRefuses : public testing::TestWithParam<RefusedCase>
@@ -210,7 +214,7 @@ TEST(Appliance, WhatItDoesNotHaveCannotBeStarted)
 {
     const auto appliance = Play("");
     for (const std::string program :
-         {"smartctl", "storcli", "arcconf", "ipmitool", "./tqselftest", "scripts/driveprep.sh"})
+         {"smartctl", "storcli", "arcconf", "ipmitool", "tqselftest", "scripts/raidprep.sh"})
     {
         EXPECT_EQ(appliance->Run({program}, 0s).startError, ENOENT) << program;
     }
