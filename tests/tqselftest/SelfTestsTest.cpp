@@ -1,0 +1,316 @@
+// The tool's commands over made-up answers of smartctl.
+#include "tqselftest/SelfTests.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <map>
+
+using namespace tqselftest;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace
+{
+// A machine by its drives: what each answers to a query, "" for one that does not answer at all.
+class CMachine
+{
+public:
+    std::vector<std::pair<std::string, std::string>> drives; // name, protocol and status
+    std::map<std::string, ProgramResult> answers;            // by command line, in place of the usual one
+    std::vector<std::string> actions;                        // starts and stops, as "-t short /dev/sda"
+
+    std::vector<ProgramResult> Run(const std::vector<std::vector<std::string>>& commands)
+    {
+        std::vector<ProgramResult> results;
+        for (const auto& command : commands)
+        {
+            results.push_back(Answer(command));
+        }
+        return results;
+    }
+
+private:
+    ProgramResult Answer(const std::vector<std::string>& command)
+    {
+        std::string words;
+        for (std::size_t index = 2; index < command.size(); ++index)
+        {
+            words += (index == 2 ? "" : " ") + command[index];
+        }
+        if (words.starts_with("-t") || words.starts_with("-X"))
+        {
+            actions.push_back(words);
+        }
+        if (const auto answer = answers.find(words); answer != answers.end())
+        {
+            return answer->second;
+        }
+        if (words == "--scan")
+        {
+            return Scan();
+        }
+        for (const auto& [name, state] : drives)
+        {
+            if (command.back() == name)
+            {
+                return state.empty() ? ProgramResult{.error = "took too long"}
+                                     : ProgramResult{.exitCode = 0, .output = state};
+            }
+        }
+        return {.exitCode = 2, .output = R"({"smartctl":{"messages":[{"string":"No such device"}]}})"};
+    }
+
+    [[nodiscard]] ProgramResult Scan() const
+    {
+        std::string devices;
+        for (const auto& [name, state] : drives)
+        {
+            devices += (devices.empty() ? "" : ",") + (R"({"name":")" + name) + R"(","type":"scsi"})";
+        }
+        return {.exitCode = 0, .output = R"({"smartctl":{},"devices":[)" + devices + "]}"};
+    }
+};
+
+std::string Ata(int status)
+{
+    return R"({"device":{"protocol":"ATA"},"ata_smart_data":{"self_test":{"status":{"value":)" +
+           std::to_string(status) + "}}}}";
+}
+const std::string kAtaIdle = Ata(0);
+const std::string kAtaBusy = Ata(0xF4);
+const std::string kAtaUnable = R"({"device":{"protocol":"ATA"}})";
+const std::string kNvme =
+    R"({"device":{"protocol":"NVMe"},"nvme_self_test_log":{"current_self_test_operation":{"value":0}}})";
+const std::string kOldNvme = R"({"device":{"protocol":"NVMe"}})";
+
+Outcome Do(CMachine& machine, Command command, const std::string& drive = {})
+{
+    CommandLine line{.command = command};
+    if (!drive.empty())
+    {
+        line.drive = drive;
+    }
+    return Execute(line, "smartctl", [&machine](const auto& commands) { return machine.Run(commands); });
+}
+
+struct CommandCase
+{
+    const char* name;
+    std::vector<std::pair<std::string, std::string>> drives;
+    Command command;
+    const char* drive;
+    int exitCode;
+    std::vector<std::string> actions;
+    std::vector<std::string> messages;
+};
+
+const auto kCommandCases = std::to_array<CommandCase>({
+    {"StartAll",
+     {{"/dev/sda", kAtaIdle},
+      {"/dev/sdb", kAtaBusy},
+      {"/dev/sdc", kAtaUnable},
+      {"/dev/sdd", ""},
+      {"/dev/nvme0", kNvme}},
+     Command::StartShort,
+     "",
+     kDone,
+     {"-t short /dev/sda"},
+     {"/dev/sdb: a self-test is running", "/dev/sdc: no self-tests", "/dev/sdd: took too long"}},
+    {"StartOne",
+     {{"/dev/sda", kAtaIdle}, {"/dev/sdb", kAtaIdle}},
+     Command::StartLong,
+     "/dev/sdb",
+     kDone,
+     {"-t long /dev/sdb"},
+     {}},
+    {"StartAllWhileAllRun",
+     {{"/dev/sda", kAtaBusy}},
+     Command::StartShort,
+     "",
+     kDone,
+     {},
+     {"/dev/sda: a self-test is running"}},
+    {"StartOneThatRuns",
+     {{"/dev/sda", kAtaBusy}},
+     Command::StartShort,
+     "/dev/sda",
+     kDriveFailed,
+     {},
+     {"/dev/sda: a self-test is running"}},
+    {"StartOneThatCannot",
+     {{"/dev/sda", kAtaUnable}},
+     Command::StartShort,
+     "/dev/sda",
+     kDriveFailed,
+     {},
+     {"/dev/sda: no self-tests"}},
+    {"StartNvmeByName",
+     {{"/dev/nvme0", kNvme}},
+     Command::StartShort,
+     "/dev/nvme0",
+     kDone,
+     {"-t short /dev/nvme0"},
+     {}},
+    // smartctl 7.3 accepts the command for an NVMe drive, does nothing and reports success.
+    {"StartNvmeOfOldSmartctl",
+     {{"/dev/nvme0", kOldNvme}},
+     Command::StartShort,
+     "/dev/nvme0",
+     kDriveFailed,
+     {},
+     {"/dev/nvme0: no self-tests"}},
+    {"StartNone",
+     {{"/dev/sda", kAtaUnable}},
+     Command::StartShort,
+     "",
+     kDriveFailed,
+     {},
+     {"/dev/sda: no self-tests"}},
+    {"StartWithoutDrives", {}, Command::StartShort, "", kDriveFailed, {}, {"there are no drives"}},
+    {"StartMissingDrive",
+     {},
+     Command::StartShort,
+     "/dev/sda",
+     kDriveFailed,
+     {},
+     {"/dev/sda: No such device"}},
+    {"StopOnlyWhatRuns",
+     {{"/dev/sda", kAtaIdle}, {"/dev/sdb", kAtaBusy}, {"/dev/sdc", ""}},
+     Command::Stop,
+     "",
+     kDone,
+     {"-X /dev/sdb"},
+     {"/dev/sdc: took too long"}},
+    {"StopOneThatDoesNotAnswer",
+     {{"/dev/sdc", ""}},
+     Command::Stop,
+     "/dev/sdc",
+     kDriveFailed,
+     {},
+     {"/dev/sdc: took too long"}},
+    {"StopNothing", {{"/dev/sda", kAtaIdle}}, Command::Stop, "/dev/sda", kDone, {}, {}},
+    {"ReportNone", {}, Command::Report, "", kDone, {}, {}},
+    {"ReportOfSilentDrives",
+     {{"/dev/sda", ""}},
+     Command::Report,
+     "",
+     kDriveFailed,
+     {},
+     {"/dev/sda: took too long"}},
+    {"UnknownRaidDrive",
+     {{"/dev/sda", kAtaIdle}},
+     Command::StartShort,
+     "/c0/e252/s3",
+     kDriveFailed,
+     {},
+     {"/c0/e252/s3: there is no such drive"}},
+});
+
+class ToolCommand : public testing::TestWithParam<CommandCase>
+{
+};
+} // namespace
+
+TEST_P(ToolCommand, DoesWhatItSays)
+{
+    CMachine machine;
+    machine.drives = GetParam().drives;
+    const Outcome outcome = Do(machine, GetParam().command, GetParam().drive);
+    EXPECT_EQ(outcome.exitCode, GetParam().exitCode);
+    EXPECT_EQ(machine.actions, GetParam().actions);
+    EXPECT_EQ(outcome.messages, GetParam().messages);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ToolCommand, testing::ValuesIn(kCommandCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ToolReport, LeavesOutDrivesThatDoNotAnswer)
+{
+    CMachine machine;
+    machine.drives = {
+        {"/dev/sda", kAtaBusy}, {"/dev/sdb", ""}, {"/dev/sdc", kAtaUnable}, {"/dev/nvme0", kOldNvme}};
+    const Outcome outcome = Do(machine, Command::Report);
+    EXPECT_EQ(outcome.exitCode, kDone);
+    EXPECT_THAT(outcome.output, HasSubstr(R"(<Disk Name="/dev/sda" SelfTestStatus="1" PcRemain="40">)"));
+    EXPECT_THAT(outcome.output, HasSubstr(R"(<Disk Name="/dev/sdc" SelfTestStatus="0">)"));
+    EXPECT_THAT(outcome.output, HasSubstr(R"(<Disk Name="/dev/nvme0" SelfTestStatus="0">)"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("/dev/sdb")));
+    EXPECT_THAT(outcome.messages, ElementsAre("/dev/sdb: took too long"));
+}
+
+TEST(ToolStart, AFailedCommandIsBelievedOnlyWhenNothingRuns)
+{
+    CMachine machine;
+    machine.drives = {{"/dev/sda", kAtaIdle}};
+    machine.answers["-t short /dev/sda"] = {.exitCode = 4, .output = "{}"};
+    Outcome outcome = Do(machine, Command::StartShort, "/dev/sda");
+    EXPECT_EQ(outcome.exitCode, kDriveFailed);
+    EXPECT_THAT(outcome.messages, ElementsAre("/dev/sda: smartctl error 4"));
+
+    int queries = 0;
+    outcome = Execute({.command = Command::StartShort, .drive = "/dev/sda"}, "smartctl",
+                      [&](const auto& commands)
+                      {
+                          const bool isQuery = commands.empty() || commands[0][2] == "-c";
+                          queries += isQuery ? 1 : 0;
+                          machine.drives[0].second = queries > 1 ? kAtaBusy : kAtaIdle;
+                          return machine.Run(commands);
+                      });
+    EXPECT_EQ(outcome.exitCode, kDone);
+    EXPECT_THAT(outcome.messages, IsEmpty());
+}
+
+TEST(ToolStop, ATestThatCannotBeStoppedIsAFailure)
+{
+    CMachine machine;
+    machine.drives = {{"/dev/sda", kAtaBusy}, {"/dev/sdb", kAtaBusy}};
+    machine.answers["-X /dev/sda"] = {.exitCode = 4, .output = "{}"};
+    const Outcome outcome = Do(machine, Command::Stop);
+    EXPECT_EQ(outcome.exitCode, kDriveFailed);
+    EXPECT_THAT(machine.actions, ElementsAre("-X /dev/sda", "-X /dev/sdb"));
+    EXPECT_THAT(outcome.messages, ElementsAre("/dev/sda: smartctl error 4"));
+}
+
+TEST(ToolScan, WithoutSmartctlNothingCanBeDone)
+{
+    for (const ProgramResult& scan :
+         {ProgramResult{.error = "No such file or directory"},
+          ProgramResult{.exitCode = 0, .output = "usage"}, ProgramResult{.exitCode = 1, .output = ""}})
+    {
+        CMachine machine;
+        machine.answers["--scan"] = scan;
+        const Outcome outcome = Do(machine, Command::Report);
+        EXPECT_EQ(outcome.exitCode, kNoSmartctl);
+        EXPECT_EQ(outcome.output, "");
+        EXPECT_EQ(outcome.messages.size(), 1U);
+    }
+}
+
+TEST(ToolScan, RaidDrivesGoByTheControllersNames)
+{
+    CMachine machine;
+    machine.answers["--scan"] = {
+        .exitCode = 0,
+        .output =
+            R"({"smartctl":{},"devices":[{"name":"/dev/sda","type":"scsi"},{"name":"/dev/sda","type":"sat"},)"
+            R"({"name":"/dev/bus/0","type":"megaraid,8"},{"name":"/dev/bus/0","type":"sat+megaraid,9"},)"
+            R"({"name":"/dev/sg2","type":"cciss,0"}]})"};
+    machine.answers["show J"] = {
+        .exitCode = 0,
+        .output =
+            R"({"Controllers":[{"Response Data":{"Drive Information":[{"EID:Slt":"252:3","DID":9}]}}]})"};
+    machine.drives = {{"/dev/sda", kAtaIdle}, {"/dev/bus/0", kAtaIdle}};
+    const Outcome all = Do(machine, Command::StartShort);
+    EXPECT_EQ(all.exitCode, kDone);
+    EXPECT_THAT(machine.actions, ElementsAre("-t short /dev/sda", "-t short -d sat+megaraid,9 /dev/bus/0"));
+    EXPECT_THAT(all.messages, testing::UnorderedElementsAre(HasSubstr("cciss,0"),
+                                                            HasSubstr("megaraid,8): storcli does not list")));
+    machine.actions.clear();
+    EXPECT_EQ(Do(machine, Command::StartLong, "/c0/e252/s3").exitCode, kDone);
+    EXPECT_THAT(machine.actions, ElementsAre("-t long -d sat+megaraid,9 /dev/bus/0"));
+    EXPECT_THAT(Do(machine, Command::Report).output, HasSubstr(R"(Name="/c0/e252/s3")"));
+}

@@ -1,0 +1,237 @@
+// What is read from smartctl's texts, shown as the report that comes of it.
+#include "tqselftest/SmartctlJson.h"
+
+#include "tqselftest/ReportXml.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <tinyxml.h>
+
+#include <array>
+
+using namespace tqselftest;
+
+namespace
+{
+std::string Ata(const std::string& members)
+{
+    return R"({"smartctl":{"exit_status":0},"device":{"name":"/dev/sda","protocol":"ATA"},)" + members + "}";
+}
+
+std::string Status(int value)
+{
+    return R"("ata_smart_data":{"self_test":{"status":{"value":)" + std::to_string(value) +
+           R"(}},"capabilities":{"self_tests_supported":true}})";
+}
+
+std::string Entry(int status, const std::string& more)
+{
+    return R"({"type":{"value":1,"string":"Short offline"},"status":{"value":)" + std::to_string(status) +
+           R"(,"string":"s)" + std::to_string(status) + "\"}," + more + "}";
+}
+
+std::string Log(const std::string& kind, const std::string& entries)
+{
+    return R"("ata_smart_self_test_log":{")" + kind + R"(":{"revision":1,"table":[)" + entries + "]}}";
+}
+
+std::string Nvme(const std::string& members)
+{
+    return R"({"device":{"name":"/dev/nvme0","protocol":"NVMe"})" + members + "}";
+}
+
+std::string Scsi(const std::string& members)
+{
+    return R"({"device":{"name":"/dev/sdb","protocol":"SCSI"})" + members + "}";
+}
+
+// "STATUS[ -REMAINING][ cannot]: ID/CODE@LBA+HOURS ...", or the error.
+std::string Shown(int exitCode, const std::string& text)
+{
+    const DriveAnswer answer = ParseDrive(exitCode, text);
+    if (!answer.state)
+    {
+        return answer.error;
+    }
+    const DriveState& state = *answer.state;
+    std::string shown = std::to_string(static_cast<int>(state.isRunning ? Result::InProgress : state.last));
+    shown += state.remaining ? " -" + std::to_string(*state.remaining) : "";
+    shown += state.isSupported ? ":" : " cannot:";
+    for (const LogEntry& entry : state.log)
+    {
+        shown += " " + std::to_string(entry.id) + "/" + std::to_string(static_cast<int>(entry.result)) +
+                 (entry.failedLba ? "@" + std::to_string(*entry.failedLba) : "") + "+" +
+                 std::to_string(entry.hours);
+    }
+    return shown;
+}
+
+struct DriveCase
+{
+    const char* name;
+    int exitCode;
+    std::string text;
+    const char* shown;
+};
+
+const std::string kPassed = Entry(0, R"("lifetime_hours":10)");
+
+const auto kDriveCases = std::to_array<DriveCase>({
+    {"NeverTested", 0, Ata(Status(0) + R"(,"ata_smart_self_test_log":{"standard":{"revision":1,"count":0}})"),
+     "0:"},
+    {"Passed", 0, Ata(Status(0) + "," + Log("standard", kPassed)), "2: 1/2+10"},
+    {"InProgress", 0, Ata(Status(0xF7) + "," + Log("standard", kPassed)), "1 -70: 1/2+10"},
+    {"InProgressAtItsEnd", 0, Ata(Status(0xF0)), "1 -0:"},
+    {"RunningTestListedInTheLog", 0,
+     Ata(Status(0xF3) + "," + Log("standard", Entry(0xF3, R"("x":1)") + "," + kPassed)), "1 -30: 2/2+10"},
+    {"FailedAtABlock", 0,
+     Ata(Status(0x79) + "," + Log("standard", Entry(0x79, R"("lifetime_hours":9,"lba":1040)"))),
+     "3: 1/3@1040+9"},
+    {"BlockBeyond32Bits", 0,
+     Ata(Status(0x79) + R"(,"ata_smart_self_test_log":{"standard":{"table":[)" +
+         Entry(0x79, R"("lba":4294967295)") + R"(]},"extended":{"table":[)" +
+         Entry(0x79, R"("lba":15628053167)") + "]}}"),
+     "3: 1/3@15628053167+0"},
+    {"AbortedAndInterrupted", 0,
+     Ata(Status(0x19) + "," + Log("standard", Entry(0x19, R"("x":1)") + "," + Entry(0x22, R"("x":1)"))),
+     "4: 1/4+0 2/4+0"},
+    {"UnknownEnd", 0, Ata(Status(0x90) + "," + Log("standard", Entry(0x90, R"("x":1)"))), "0: 1/0+0"},
+    {"EveryFailure", 0,
+     Ata(Status(0x30) + "," +
+         Log("standard",
+             Entry(0x30, "\"x\":1") + "," + Entry(0x48, "\"x\":1") + "," + Entry(0x88, "\"x\":1"))),
+     "3: 1/3+0 2/3+0 3/3+0"},
+    // Each entry is at most 65,535 hours before the one above it.
+    {"HoursRunOver", 0,
+     Ata(Status(0) + R"(,"power_on_time":{"hours":131080},)" +
+         Log("standard", Entry(0, R"("lifetime_hours":5)") + "," + Entry(0, R"("lifetime_hours":65530)") +
+                             "," + Entry(0, R"("lifetime_hours":7)"))),
+     "2: 1/2+131077 2/2+131066 3/2+65543"},
+    {"HoursWithoutAPresentCount", 0,
+     Ata(Status(0) + "," + Log("standard", Entry(0, R"("lifetime_hours":65530)"))), "2: 1/2+65530"},
+    {"NotSupported", 0,
+     Ata(R"("ata_smart_data":{"self_test":{"status":{"value":0}},"capabilities":{"self_tests_supported":false}})"),
+     "0 cannot:"},
+    {"NoSmartData", 0, Ata(R"("x":1)"), "0 cannot:"},
+    {"FindingsAboutTheDrive", 0xF8, Ata(Status(0) + "," + Log("standard", kPassed)), "2: 1/2+10"},
+    {"AFailedCommandBesideTheRest", 4, Ata(Status(0) + "," + Log("standard", kPassed)), "2: 1/2+10"},
+    {"OddTypes", 0,
+     Ata(R"("ata_smart_data":[],"ata_smart_self_test_log":{"standard":{"table":[1,"x",{"status":{"value":"0"}}]}})"),
+     "0 cannot:"},
+    {"NvmeOfOldSmartctl", 0, Nvme(""), "0 cannot:"},
+    {"NvmeIdle", 0, Nvme(R"(,"nvme_self_test_log":{"current_self_test_operation":{"value":0}})"), "0:"},
+    {"NvmeRunning", 0,
+     Nvme(
+         R"(,"nvme_self_test_log":{"current_self_test_operation":{"value":1},"current_self_test_completion_percent":35})"),
+     "1 -65:"},
+    {"NvmeLog", 0,
+     Nvme(R"(,"nvme_self_test_log":{"current_self_test_operation":{"value":0},"table":[)"
+          R"({"self_test_code":{"value":1},"self_test_result":{"value":7},"power_on_hours":90,"lba":77},)"
+          R"({"self_test_result":{"value":15}},{"self_test_result":{"value":1},"power_on_hours":80},)"
+          R"({"self_test_result":{"value":0},"power_on_hours":70}]})"),
+     "3: 1/3@77+90 3/4+80 4/2+70"},
+    {"ScsiWithoutTests", 4, Scsi(""), "0 cannot:"},
+    {"ScsiNeverTested", 0, Scsi(""), "0:"},
+    {"ScsiLog", 0,
+     Scsi(
+         R"(,"scsi_self_test_0":{"code":{"value":2},"result":{"value":7},"power_on_time":{"hours":8},"lba_first_failure":{"value":99}},)"
+         R"("scsi_self_test_1":{"result":{"value":0},"power_on_time":{"hours":1}},"scsi_self_test_3":{"result":{"value":0}})"),
+     "3: 1/3@99+8 2/2+1"},
+    {"ScsiRunning", 0,
+     Scsi(R"(,"scsi_self_test_0":{"result":{"value":15}},"scsi_self_test_1":{"result":{"value":2}})"),
+     "1: 2/4+0"},
+    {"CannotBeOpened", 2, R"({"smartctl":{"messages":[{"string":"open failed"},{"string":"twice"}]}})",
+     "open failed; twice"},
+    {"WithoutAMessage", 2, "{}", "smartctl error 2"},
+    {"NotJson", 0, "smartctl 7.3", "smartctl's answer cannot be read"},
+    {"Empty", 0, "", "smartctl's answer cannot be read"},
+    {"Array", 0, "[]", "smartctl's answer cannot be read"},
+    {"NoDevice", 0, "{}", "unknown protocol \"\""},
+});
+
+class DriveText : public testing::TestWithParam<DriveCase>
+{
+};
+} // namespace
+
+TEST_P(DriveText, GivesAState)
+{
+    EXPECT_EQ(Shown(GetParam().exitCode, GetParam().text), GetParam().shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, DriveText, testing::ValuesIn(kDriveCases),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(SmartctlTexts, LogsAndNestingAreBounded)
+{
+    std::string entries = kPassed;
+    for (int index = 1; index < 200; ++index)
+    {
+        entries += "," + kPassed;
+    }
+    EXPECT_EQ(ParseDrive(0, Ata(Status(0) + "," + Log("extended", entries))).state->log.size(), 64U);
+    EXPECT_EQ(Shown(0, std::string(100'000, '[')), "smartctl's answer cannot be read");
+}
+
+TEST(SmartctlTexts, Scan)
+{
+    EXPECT_FALSE(ParseScan("usage"));
+    EXPECT_FALSE(ParseScan(R"({"devices":[]})")); // some other program's
+    EXPECT_TRUE(ParseScan(R"({"smartctl":{}})")->empty());
+    const auto devices =
+        ParseScan(R"({"smartctl":{},"devices":[{"name":"/dev/sda","type":"scsi"},{"name":"-x"},7,)"
+                  R"({"name":"/dev/bus/0","type":"megaraid,8"}]})");
+    ASSERT_EQ(devices->size(), 2U);
+    EXPECT_EQ((*devices)[1].name, "/dev/bus/0");
+    EXPECT_EQ((*devices)[1].type, "megaraid,8");
+}
+
+TEST(SmartctlTexts, RaidDrives)
+{
+    const auto drives = ParseRaidDrives(R"({"Controllers":[{"Response Data":{"Drive Information":[)"
+                                        R"({"EID:Slt":"252:3","DID":11},{"EID:Slt":" :4","DID":12},)"
+                                        R"({"EID:Slt":"252","DID":13},{"EID:Slt":"252:5","DID":"x"}]}}]})");
+    ASSERT_EQ(drives.size(), 1U);
+    EXPECT_EQ(drives[0].name, "/c0/e252/s3");
+    EXPECT_EQ(drives[0].deviceId, 11);
+    EXPECT_TRUE(ParseRaidDrives(R"({"Controllers":[]})").empty());
+}
+
+TEST(Report, IsXmlWhateverTheDriveSays)
+{
+    std::string odd;
+    for (int byte = 1; byte < 256; ++byte)
+    {
+        odd += static_cast<char>(byte);
+    }
+    const std::string xml = FormatReport({{"/dev/sda",
+                                           {.isRunning = true,
+                                            .remaining = 70,
+                                            .log = {{.id = 1,
+                                                     .result = Result::Error,
+                                                     .hours = 9,
+                                                     .failedLba = 15'628'053'167U,
+                                                     .type = odd,
+                                                     .status = "a&b"}}}},
+                                          {"/dev/sdb", {.isRunning = true}},
+                                          {"/dev/sdc", {.remaining = 10, .last = Result::Aborted}}});
+    TiXmlDocument document;
+    document.Parse(xml.c_str());
+    ASSERT_FALSE(document.Error()) << document.ErrorDesc();
+    const auto* first = document.RootElement()->FirstChildElement("Disk");
+    EXPECT_STREQ(first->Attribute("Name"), "/dev/sda");
+    EXPECT_STREQ(first->Attribute("SelfTestStatus"), "1");
+    EXPECT_STREQ(first->Attribute("PcRemain"), "70");
+    const auto* entry = first->FirstChildElement("Report");
+    EXPECT_STREQ(entry->Attribute("ID"), "1");
+    EXPECT_STREQ(entry->Attribute("StatusCode"), "3");
+    EXPECT_STREQ(entry->Attribute("Timestamp"), "9");
+    EXPECT_STREQ(entry->Attribute("FailLBA"), "15628053167");
+    EXPECT_STREQ(entry->Attribute("Status"), "a&b");
+    EXPECT_EQ(std::string(entry->Attribute("Type")).size(), odd.size());
+    const auto* second = first->NextSiblingElement("Disk");
+    EXPECT_EQ(second->Attribute("PcRemain"), nullptr); // the drive does not tell
+    const auto* third = second->NextSiblingElement("Disk");
+    EXPECT_STREQ(third->Attribute("SelfTestStatus"), "4");
+    EXPECT_EQ(third->Attribute("PcRemain"), nullptr);
+}
