@@ -24,6 +24,8 @@
 # partition table, no partition, no file system or RAID signature and nothing built on it, nothing of it is mounted
 # or used as swap space, it is not removable, can be written and has a size, and udev has a record of it (without
 # one nobody has looked for signatures). A drive with an empty partition table has to be wiped by hand first.
+# Or 1 for a drive that driveprep.sh has not finished: its only partition has the name "corvane-new" or "corvane-data"
+# and is not mounted. The script formats the first only, and mounts both.
 #
 # Meant for tests only: SYSINFO_ROOT stands before all paths read, SYSINFO_LSBLK and SYSINFO_FINDMNT replace the
 # two commands.
@@ -304,7 +306,7 @@ print_drives()
 
         # All about one drive or volume from itself and whatever is built on it.
         function examine(top, i, up, count, path, paths, size) {
-            partitions = uses = largest = 0
+            partitions = unfinished = uses = largest = 0
             mount = mount_type = all_mounts = any_type = ""
             for (i = 1; i <= objects; i++) {
                 for (up = i; up != top && up != 0; up = parent[up]) {
@@ -314,6 +316,7 @@ print_drives()
                 }
                 uses += i != top
                 partitions += parent[i] == top && field[i, "type"] == "part"
+                unfinished += parent[i] == top && field[i, "partlabel"] ~ /^corvane-(new|data)$/
                 if (any_type == "") {
                     any_type = field[i, "fstype"]
                 }
@@ -338,9 +341,9 @@ print_drives()
             examine(device)
             in_bay = field[device, "name"] in slot
             removable = !in_bay && (is_set(field[device, "rm"]) || is_set(field[device, "hotplug"]))
-            needs_prep = !removable && uses == 0 && field[device, "fstype"] == "" &&
-                         field[device, "pttype"] == "" && !is_set(field[device, "ro"]) &&
-                         field[device, "size"] + 0 > 0 && has_udev_record(device)
+            needs_prep = !removable && field[device, "fstype"] == "" && !is_set(field[device, "ro"]) &&
+                         field[device, "size"] + 0 > 0 && has_udev_record(device) &&
+                         ((uses == 0 && field[device, "pttype"] == "") || (uses == 1 && unfinished == 1))
             print "drive-index=" (in_bay ? slot[field[device, "name"]] : next_slot++)
             print "drive-name=" field[device, "name"]
             serial = trimmed(field[device, "serial"])
@@ -412,7 +415,7 @@ print_drives()
         }'
 }
 
-columns=NAME,PATH,MAJ:MIN,TYPE,SERIAL,HCTL,RM,HOTPLUG,RO,SIZE,MOUNTPOINT,FSTYPE,PTTYPE
+columns=NAME,PATH,MAJ:MIN,TYPE,SERIAL,HCTL,RM,HOTPLUG,RO,SIZE,MOUNTPOINT,FSTYPE,PTTYPE,PARTLABEL
 if ! blocks=$("$lsblk" -J -b -o "$columns"); then
     echo "sysinfo.sh: lsblk failed"
     exit 1

@@ -18,22 +18,22 @@ constexpr auto kStages = std::to_array<StageRow>({
     {PrepStage::Mount, std::chrono::seconds{1}},
 });
 
-// What the drive is after a step. A partition that could not be formatted is taken away again.
+// What the drive is after a step. A partition that could not be formatted is taken away again; a drive that
+// could not be mounted still needs that.
 DriveUse After(const PrepStep& step, DriveUse use, const std::string& mountPath)
 {
     switch (step.stage)
     {
     case PrepStage::Partition:
         use.partitions = step.fails ? 0 : 1;
-        use.needsPrep = step.fails;
         break;
     case PrepStage::Format:
         use.partitions = step.fails ? 0 : 1;
-        use.needsPrep = step.fails;
         use.fileSystem = step.fails ? "" : "xfs";
         break;
     case PrepStage::Mount:
         use.mountPath = step.fails ? "" : mountPath;
+        use.needsPrep = step.fails;
         break;
     }
     return use;

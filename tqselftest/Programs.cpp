@@ -90,7 +90,7 @@ public:
         std::array<int, 2> ends{};
         if (pipe2(ends.data(), O_CLOEXEC) != 0)
         {
-            m_result.error = ErrorText(errno);
+            m_result = {.error = ErrorText(errno), .isStarted = false};
             return false;
         }
         m_output = CFd(ends[0]);
@@ -107,7 +107,7 @@ public:
         const int error = posix_spawnp(&m_pid, words.front(), actions.Get(), nullptr, words.data(), environ);
         if (error != 0)
         {
-            m_result.error = ErrorText(error);
+            m_result = {.error = ErrorText(error), .isStarted = false};
             return false;
         }
         // The C library's own function lacks its C linkage in version 2.36.

@@ -19,7 +19,8 @@ struct ProgramLimits
 
 struct ProgramResult
 {
-    std::string error{};  // why there is no exit code: not started, killed, too slow, too much output
+    std::string error{}; // why there is no exit code: not started, killed, too slow, too much output
+    bool isStarted = true;
     int exitCode = -1;    // -1 with an error
     std::string output{}; // standard output; standard error is thrown away
     std::chrono::milliseconds duration{0};

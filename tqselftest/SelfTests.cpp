@@ -51,6 +51,11 @@ public:
         }
         m_targets = *targets;
         m_answers = Ask(m_targets);
+        if (m_isSmartctlMissing)
+        {
+            m_outcome = {.exitCode = kNoSmartctl, .messages = {m_smartctl + ": " + m_answers.front().error}};
+            return std::move(m_outcome);
+        }
         switch (m_line.command)
         {
         case Command::StartShort:
@@ -186,6 +191,7 @@ private:
         std::vector<DriveAnswer> answers;
         for (const ProgramResult& result : results)
         {
+            m_isSmartctlMissing = m_isSmartctlMissing || !result.isStarted;
             answers.push_back(result.error.empty() ? ParseDrive(result.exitCode, result.output)
                                                    : DriveAnswer{.error = result.error});
         }
@@ -322,6 +328,7 @@ private:
     const Runner& m_run;
     std::vector<Target> m_targets;
     std::vector<DriveAnswer> m_answers; // of the targets, in their order
+    bool m_isSmartctlMissing = false;
     Outcome m_outcome;
 };
 } // namespace

@@ -62,7 +62,7 @@ make_box()
     ln -s /dev/sdd "$root/dev/disk/by-slot/front"
     printf '\0\200\0\014  PAGE 0012  \0' >"$root/sys/block/sdl/device/vpd_pg80"
     local number
-    for number in 8:0 8:16 8:32 8:48 8:64 8:80 8:144 8:160 8:176 259:1 259:2; do # none for sdh
+    for number in 8:0 8:16 8:32 8:48 8:64 8:80 8:144 8:160 8:176 8:208 8:224 8:240 65:0 259:1 259:2; do # none for sdh
         touch "$root/run/udev/data/b$number"
     done
 }

@@ -110,7 +110,7 @@ constexpr auto kPrepCases = std::to_array<PrepCase>({
      "drive-needs-prep=1\n"},
     {"MountFails", "at 0s disk /dev/sdf prep fails mount", "M8T-5A01F6", 1, "partition\nformat\nmount\n",
      "drive-serial=M8T-5A01F6\ndrive-partitions=1\ndrive-removable=0\ndrive-fspath=\ndrive-fstype=xfs\n"
-     "drive-needs-prep=0\n"},
+     "drive-needs-prep=1\n"},
     {"DriveInUse", "", "M8T-2C11B1", 3, "", "drive-fspath=/mnt/data1\n"},
     {"DriveWithData", "", "M8T-2C1209", 3, "", "drive-serial=M8T-2C1209\ndrive-partitions=1\n"},
     {"PulledDrive", "at 0s disk /dev/sdf pull", "M8T-5A01F6", 3, "", ""},

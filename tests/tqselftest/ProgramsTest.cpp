@@ -26,6 +26,7 @@ TEST(Programs, ResultsStandInTheOrderOfTheCommands)
     EXPECT_EQ(results[0].output, "one\n");
     EXPECT_EQ(results[0].exitCode, 4);
     EXPECT_THAT(results[1].error, HasSubstr("No such file"));
+    EXPECT_FALSE(results[1].isStarted);
     EXPECT_EQ(results[2].output, "got:\n"); // its input is empty
     EXPECT_EQ(results[3].error, "killed by signal 9");
     EXPECT_EQ(results[3].exitCode, -1);

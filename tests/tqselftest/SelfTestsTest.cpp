@@ -288,6 +288,10 @@ TEST(ToolScan, WithoutSmartctlNothingCanBeDone)
         EXPECT_EQ(outcome.output, "");
         EXPECT_EQ(outcome.messages.size(), 1U);
     }
+    CMachine machine;
+    machine.answers["-c -A -l xselftest,40,selftest -l selftest /dev/sda"] = {
+        .error = "No such file or directory", .isStarted = false};
+    EXPECT_EQ(Do(machine, Command::StartShort, "/dev/sda").exitCode, kNoSmartctl);
 }
 
 TEST(ToolScan, RaidDrivesGoByTheControllersNames)
