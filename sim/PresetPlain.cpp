@@ -14,6 +14,14 @@ constexpr int kSlotUsb = 10;
 
 constexpr std::int64_t kHardDiskBytes = 8'001'563'222'016;
 
+// What a drive's log shows that was tested each night before.
+std::vector<SelfTestEntry> DailyTests()
+{
+    using std::chrono::hours;
+    return {{.kind = SelfTestKind::Short, .end = SelfTestEnd::Completed, .at = -hours{7}},
+            {.kind = SelfTestKind::Short, .end = SelfTestEnd::Completed, .at = -hours{31}}};
+}
+
 DiskSpec HardDisk(const std::string& device, const std::string& serial, int slot, int temperature,
                   std::int64_t hours)
 {
@@ -25,7 +33,8 @@ DiskSpec HardDisk(const std::string& device, const std::string& serial, int slot
             .bytes = kHardDiskBytes,
             .restTemperature = temperature,
             .powerOnHours = hours,
-            .slot = slot};
+            .slot = slot,
+            .selfTests = DailyTests()};
 }
 
 DiskSpec With(DiskSpec disk, int partitions, const std::string& fileSystem, const std::string& mountPath)
@@ -60,7 +69,8 @@ std::vector<DiskSpec> Disks()
                           .bytes = 240'057'409'536,
                           .restTemperature = 34,
                           .powerOnHours = 9'120,
-                          .slot = kSlotSystem};
+                          .slot = kSlotSystem,
+                          .selfTests = DailyTests()};
     const DiskSpec nvme{.device = "/dev/nvme0",
                         .kind = DiskKind::Nvme,
                         .model = "Halden N4 512G",
@@ -79,6 +89,7 @@ std::vector<DiskSpec> Disks()
                          .slot = kSlotUsb};
     DiskSpec blank = HardDisk("/dev/sdf", "M8T-5A01F6", 6, 35, 12);
     blank.needsPrep = true;
+    blank.selfTests.clear(); // new
     DiskSpec tested = HardDisk("/dev/sdb", "M8T-2C11B1", 1, 37, 9'104);
     tested.selfTests = OldSelfTests();
     return {With(system, 3, "ext4", "/"),
@@ -150,10 +161,11 @@ at 7m41s request test report
 at 7m50s disk /dev/sdd selftest fails at 9437184000
 at 7m50s disk /dev/sdc selftest sticks
 at 7m51s request test short
-at 8m30s    request test report
+at 8m30s request test report
 at 9m52s request test report
 at 10m disk /dev/sdd selftest passes
 at 10m1s request set-schedule short daily +2 # the next ones start by themselves
+at 1h15m disk /dev/sdc selftest passes
 at 1h20m note nothing more will happen
 )";
 // Then the board, whose sensors are read every five seconds. The watchdog's time-out is 40 s, counted from
