@@ -17,9 +17,6 @@ namespace
 constexpr std::chrono::milliseconds kStartPollPeriod{100};
 constexpr std::chrono::seconds kHeartbeatPeriod{1};
 constexpr std::chrono::seconds kHousekeepingPeriod{5};
-
-// State words before any controller has brought its own.
-const std::set<std::string> kNoStates;
 } // namespace
 
 Environment SystemEnvironment()
@@ -27,14 +24,15 @@ Environment SystemEnvironment()
     // Shared by the functions, which live as long as the environment and so longer than the chip.
     const auto ports = std::make_shared<CSystemPortIo>();
     const auto clock = std::make_shared<CSystemClock>();
-    return {
-        .paths = {},
-        .clock = clock,
-        .detectSuperIo = [ports] { return DetectSuperIo(*ports); },
-        .createSuperIo = [ports, clock](const std::string& motherboardVendor, const SuperIoInfo& info)
-        { return CreateSuperIo(motherboardVendor, info, *ports, *clock); },
-        .lsi = {.version = ExecuteStorcliVersion, .create = CreateLsiController},
-        .adaptec = {.version = ExecuteArcconfVersion, .create = [](bool) { return CreateArcController(); }}};
+    return {.paths = {},
+            .clock = clock,
+            .detectSuperIo = [ports] { return DetectSuperIo(*ports); },
+            .createSuperIo = [ports, clock](const std::string& motherboardVendor, const SuperIoInfo& info)
+            { return CreateSuperIo(motherboardVendor, info, *ports, *clock); },
+            .lsi = {.version = ExecuteStorcliVersion,
+                    .create = [clock](bool qSeries) { return CreateLsiController(qSeries, clock); }},
+            .adaptec = {.version = ExecuteArcconfVersion,
+                        .create = [clock](bool) { return CreateArcController(clock); }}};
 }
 
 CCorvane::CCorvane(Environment environment)
@@ -206,7 +204,7 @@ void CCorvane::AssociateDisks()
 
 DiskContext CCorvane::MakeDiskContext()
 {
-    return {.okDiskStates = m_controller != nullptr ? m_controller->OkDiskStates() : kNoStates,
+    return {.okDiskStates = CController::s_okDiskStates,
             .selfTests = m_selfTests,
             .now = m_environment.clock->UtcSeconds()};
 }

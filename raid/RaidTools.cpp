@@ -67,12 +67,12 @@ ToolVersion ExecuteArcconfVersion()
     return ParseArcconfVersion(client->StandardOutput());
 }
 
-std::shared_ptr<CController> CreateLsiController(bool /*qSeries*/)
+std::shared_ptr<CController> CreateLsiController(bool /*qSeries*/, std::shared_ptr<const CClock> /*clock*/)
 {
     return nullptr;
 }
 
-std::shared_ptr<CController> CreateArcController()
+std::shared_ptr<CController> CreateArcController(std::shared_ptr<const CClock> /*clock*/)
 {
     return nullptr;
 }

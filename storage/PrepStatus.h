@@ -5,6 +5,7 @@
 
 enum class PrepStatus : std::int32_t
 {
+    Invalid = -99, // nothing decided yet; RAID only
     CreateArrayError = -5,
     RaidPrepError = -4,
     ErrorPartitioning = -3,

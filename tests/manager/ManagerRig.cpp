@@ -70,15 +70,19 @@ private:
     const std::shared_ptr<ChipScript> m_script;
 };
 
-class CFakeController final : public CController, public std::enable_shared_from_this<CFakeController>
+class CFakeController final : public CController
 {
 public:
-    explicit CFakeController(std::shared_ptr<CControllerScript> script) : m_script(std::move(script)) {}
-
-    [[nodiscard]] SmartctlTarget GetSmartctlDevice(const std::string& /*diskName*/) const override
+    explicit CFakeController(std::shared_ptr<CControllerScript> script)
+        : CController("/c0", {"Optl"}, {"Onln"}, std::make_shared<CSystemClock>()),
+          m_script(std::move(script))
     {
-        return {};
     }
+
+    [[nodiscard]] std::vector<UnconfiguredDisk> GetUnconfiguredDisks() const override { return {}; }
+    void StartCreateVolume() override {}
+    CreateVolumeResult FinishCreateVolume() override { return {}; }
+    HotSpareResult ConfigureHotSpare(const std::string& /*diskName*/, bool /*enable*/) override { return {}; }
     [[nodiscard]] std::string GetDiskDid(const std::string& /*diskName*/) const override { return "7"; }
     [[nodiscard]] std::optional<std::int32_t>
     GetDiskTemperature(const std::string& /*diskName*/) const override
@@ -99,8 +103,6 @@ public:
         m_script->calls.Add("hot spare " + disk->m_name + (enable ? " on" : " off"));
         return m_script->Get().hotSpareResult;
     }
-
-    [[nodiscard]] const std::set<std::string>& OkDiskStates() const override { return m_okStates; }
 
     ControllerRefresh RefreshController() override
     {
@@ -177,7 +179,6 @@ public:
 
 private:
     const std::shared_ptr<CControllerScript> m_script;
-    const std::set<std::string> m_okStates{"Onln"};
 };
 } // namespace
 
