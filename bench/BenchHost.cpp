@@ -169,8 +169,8 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
     }
     return text;
 }
+} // namespace
 
-// A report as smartctl prints it for an ATA disk, some 12 KB.
 std::string SmallAtaReport(const std::string& device, const std::string& serial)
 {
     constexpr int kRows = 24;
@@ -212,7 +212,6 @@ std::string SmallAtaReport(const std::string& device, const std::string& serial)
     text += R"json(]},"power_on_time":{"hours":1234},"temperature":{"current":36}})json";
     return Replaced(Replaced(text, "DEVICE", device), "SERIAL", serial);
 }
-} // namespace
 
 Answer ApplianceWithDisks(int disks)
 {

@@ -56,6 +56,9 @@ private:
     std::thread m_deliverer;
 };
 
+// A report as smartctl prints it for an ATA disk, some 12 KB.
+std::string SmallAtaReport(const std::string& device, const std::string& serial);
+
 // An appliance with `disks` ATA disks: the answers to every command line the plug-in uses.
 Answer ApplianceWithDisks(int disks);
 } // namespace bench

@@ -2,9 +2,11 @@
 
 #include "frame/Ipc.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <stdexcept>
 #include <string_view>
@@ -51,5 +53,16 @@ void CRunningPlugin::Pass()
 {
     m_manager->PostConfigUpdate(static_cast<std::uint32_t>(kRefresh.size()), kRefresh.data());
     m_host.WaitForReleases(++m_passes);
+}
+
+std::chrono::nanoseconds CRunningPlugin::MainLoopTime()
+{
+    clockid_t clock{};
+    timespec time{};
+    if (pthread_getcpuclockid(m_run.native_handle(), &clock) != 0 || clock_gettime(clock, &time) != 0)
+    {
+        throw std::runtime_error("no clock of the main loop's thread");
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 } // namespace bench

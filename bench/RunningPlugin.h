@@ -4,6 +4,7 @@
 #include "bench/BenchHost.h"
 #include "manager/Corvane.h"
 
+#include <chrono>
 #include <string>
 #include <thread>
 
@@ -20,6 +21,9 @@ public:
 
     // One full storage pass, from the host's request to the buffer given back.
     void Pass();
+
+    // Processor time that the main loop's thread has used so far.
+    [[nodiscard]] std::chrono::nanoseconds MainLoopTime();
 
     CBenchHost& Host() { return m_host; }
     CCorvane& Manager() { return *m_manager; }

@@ -367,6 +367,13 @@ void AdoptChild(TiXmlElement& parent, std::unique_ptr<TiXmlElement> child)
     }
 }
 
+void AddPrintedChild(TiXmlElement& parent, const std::string& nameAndAttributes)
+{
+    auto node = std::make_unique<TiXmlUnknown>();
+    node->SetValue(nameAndAttributes + " /");
+    parent.LinkEndChild(node.release());
+}
+
 void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t value)
 {
     element.SetAttribute(name, std::to_string(value));

@@ -3,7 +3,7 @@
 #include "frame/Ipc.h"
 #include "frame/Regex.h"
 #include "frame/Text.h"
-#include "raid/Controller.h"
+#include "raid/LsiController.h"
 
 #include <algorithm>
 
@@ -67,9 +67,9 @@ ToolVersion ExecuteArcconfVersion()
     return ParseArcconfVersion(client->StandardOutput());
 }
 
-std::shared_ptr<CController> CreateLsiController(bool /*qSeries*/, std::shared_ptr<const CClock> /*clock*/)
+std::shared_ptr<CController> CreateLsiController(bool qSeries, std::shared_ptr<const CClock> clock)
 {
-    return nullptr;
+    return std::make_shared<CLsiController>(qSeries, std::move(clock));
 }
 
 std::shared_ptr<CController> CreateArcController(std::shared_ptr<const CClock> /*clock*/)

@@ -7,7 +7,9 @@
 
 #include <tinyxml.h>
 
+#include <charconv>
 #include <cstdio>
+#include <iterator>
 
 namespace
 {
@@ -37,6 +39,32 @@ void AddDrives(TiXmlElement& disk, const std::set<std::string>& drives)
     }
 }
 
+// Gives `take` the name and value of each XML attribute, in their order.
+template <typename Take>
+void EachField(const SmartAttribute& attribute, Take&& take)
+{
+    take("Id", AsSigned(attribute.id));
+    take("Flag", AsSigned(attribute.flag));
+    take("CurrentValue", AsSigned(attribute.currentValue));
+    take("WorstValue", AsSigned(attribute.worstValue));
+    take("RawValue", AsSigned(attribute.rawValue));
+    take("ThresholdValue", AsSigned(attribute.thresholdValue));
+    take("AdvisoryBit", attribute.advisoryBit ? 1 : 0);
+    take("PreFailBit", attribute.preFailBit ? 1 : 0);
+    take("OfflineCollectionBit", attribute.offlineCollectionBit ? 1 : 0);
+    take("PerformanceBit", attribute.performanceBit ? 1 : 0);
+    take("ErrorRateBit", attribute.errorRateBit ? 1 : 0);
+    take("ErrorCountBit", attribute.errorCountBit ? 1 : 0);
+    take("SelfPreserving", attribute.selfPreserving ? 1 : 0);
+}
+
+// The current values 254 and 255 carry no reading.
+bool HasReading(const SmartAttribute& attribute)
+{
+    return attribute.id != 0 && attribute.currentValue != 254 && attribute.currentValue != 255;
+}
+
+// As text: the attributes are nearly all of a document of many disks.
 void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribute>& attributes,
                    const std::optional<ThresholdRange>& range)
 {
@@ -45,18 +73,26 @@ void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribu
         return;
     }
     TiXmlElement& list = AddChild(disk, "Attributes");
+    std::string text;
+    const auto take = [&text](const char* name, int value)
+    {
+        char digits[16];
+        const auto end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
+        text.append(" ").append(name).append("=\"").append(digits, end).append("\"");
+    };
     for (const auto& [id, attribute] : attributes)
     {
-        std::unique_ptr<TiXmlElement> element = CDisk::CreateAttributeElement(attribute);
-        if (element == nullptr)
+        if (!HasReading(attribute))
         {
             continue;
         }
+        text = "Attribute";
+        EachField(attribute, take);
         const bool limited = range && id == kTemperatureAttribute;
-        element->SetAttribute("Threshold", limited ? 1 : 0);
-        element->SetAttribute("MinThreshold", limited ? range->min : -1);
-        element->SetAttribute("MaxThreshold", limited ? range->max : -1);
-        AdoptChild(list, std::move(element));
+        take("Threshold", limited ? 1 : 0);
+        take("MinThreshold", limited ? range->min : -1);
+        take("MaxThreshold", limited ? range->max : -1);
+        AddPrintedChild(list, text);
     }
 }
 } // namespace
@@ -135,24 +171,12 @@ std::unique_ptr<TiXmlElement> CDisk::CreateXmlElement() const
 
 std::unique_ptr<TiXmlElement> CDisk::CreateAttributeElement(const SmartAttribute& attribute)
 {
-    if (attribute.id == 0 || attribute.currentValue == 254 || attribute.currentValue == 255)
+    if (!HasReading(attribute))
     {
         return nullptr;
     }
     auto element = std::make_unique<TiXmlElement>("Attribute");
-    element->SetAttribute("Id", AsSigned(attribute.id));
-    element->SetAttribute("Flag", AsSigned(attribute.flag));
-    element->SetAttribute("CurrentValue", AsSigned(attribute.currentValue));
-    element->SetAttribute("WorstValue", AsSigned(attribute.worstValue));
-    element->SetAttribute("RawValue", AsSigned(attribute.rawValue));
-    element->SetAttribute("ThresholdValue", AsSigned(attribute.thresholdValue));
-    element->SetAttribute("AdvisoryBit", attribute.advisoryBit ? 1 : 0);
-    element->SetAttribute("PreFailBit", attribute.preFailBit ? 1 : 0);
-    element->SetAttribute("OfflineCollectionBit", attribute.offlineCollectionBit ? 1 : 0);
-    element->SetAttribute("PerformanceBit", attribute.performanceBit ? 1 : 0);
-    element->SetAttribute("ErrorRateBit", attribute.errorRateBit ? 1 : 0);
-    element->SetAttribute("ErrorCountBit", attribute.errorCountBit ? 1 : 0);
-    element->SetAttribute("SelfPreserving", attribute.selfPreserving ? 1 : 0);
+    EachField(attribute, [&element](const char* name, int value) { element->SetAttribute(name, value); });
     return element;
 }
 
