@@ -2,32 +2,23 @@
 #include "raid/Storcli.h"
 #include "raid/StorcliAnswer.h"
 
-#include <unordered_map>
+#include <algorithm>
 
 namespace
 {
-// Members of an object by their names; a listing has two for each of its drives.
-class CMemberIndex
+// The details of the drive at `place`. They stand right behind the drive's own row; elsewhere they are
+// searched for.
+CJsonValue FindDetails(const std::vector<JsonMember>& members, std::size_t place, const std::string& drive)
 {
-public:
-    explicit CMemberIndex(const std::vector<JsonMember>& members)
+    const std::string name = drive + " - Detailed Information";
+    if (place + 1 < members.size() && members[place + 1].name == name)
     {
-        m_byName.reserve(members.size());
-        for (const JsonMember& member : members)
-        {
-            m_byName.emplace(member.name, member.value);
-        }
+        return members[place + 1].value;
     }
-
-    [[nodiscard]] CJsonValue Find(std::string_view name) const
-    {
-        const auto found = m_byName.find(name);
-        return found != m_byName.end() ? found->second : CJsonValue();
-    }
-
-private:
-    std::unordered_map<std::string_view, CJsonValue> m_byName;
-};
+    const auto found = std::find_if(members.begin(), members.end(),
+                                    [&name](const JsonMember& member) { return member.name == name; });
+    return found != members.end() ? found->value : CJsonValue();
+}
 
 bool Has(std::string_view text, std::string_view part)
 {
@@ -125,21 +116,21 @@ StorcliDisks ParseDisksInfo(int exitCode, const std::string& output)
     const StorcliAnswer answer = CheckStorcliResponse(exitCode, output, true);
     StorcliDisks result{.error = answer.error};
     const std::vector<JsonMember> members = answer.responseData.Members();
-    const CMemberIndex index(members);
-    for (const JsonMember& member : members)
+    result.disks.reserve(members.size() / 2);
+    for (std::size_t i = 0; i < members.size(); ++i)
     {
-        const auto path = DrivePath(member.name, "Drive ");
+        const auto path = DrivePath(members[i].name, "Drive ");
         if (!path)
         {
             continue;
         }
-        const std::string drive(member.name);
-        for (const CJsonValue row : member.value.Elements())
+        const std::string drive(members[i].name);
+        for (const CJsonValue row : members[i].value.Elements())
         {
             StorcliDisk& disk = result.disks.emplace_back();
             disk.name = *path;
             ReadRow(row, disk);
-            ReadDetails(index.Find(drive + " - Detailed Information"), drive, disk);
+            ReadDetails(FindDetails(members, i, drive), drive, disk);
         }
     }
     return result;
