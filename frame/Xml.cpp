@@ -379,21 +379,6 @@ void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t valu
     element.SetAttribute(name, std::to_string(value));
 }
 
-std::string PrintCompact(const CXmlDocument& document)
-{
-    TiXmlPrinter printer;
-    printer.SetStreamPrinting();
-    document.Tree().Accept(&printer);
-    return printer.Str();
-}
-
-std::string PrintIndented(const CXmlDocument& document)
-{
-    TiXmlPrinter printer;
-    document.Tree().Accept(&printer);
-    return printer.Str();
-}
-
 std::optional<int> IntAttribute(const TiXmlElement& element, const char* name)
 {
     int value = 0;

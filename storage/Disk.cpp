@@ -10,6 +10,7 @@
 #include <charconv>
 #include <cstdio>
 #include <iterator>
+#include <string_view>
 
 namespace
 {
@@ -74,11 +75,15 @@ void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribu
     }
     TiXmlElement& list = AddChild(disk, "Attributes");
     std::string text;
-    const auto take = [&text](const char* name, int value)
+    const auto take = [&text](std::string_view name, int value)
     {
         char digits[16];
-        const auto end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
-        text.append(" ").append(name).append("=\"").append(digits, end).append("\"");
+        char* end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
+        *end++ = '"';
+        text += ' ';
+        text += name;
+        text += "=\"";
+        text.append(digits, end);
     };
     for (const auto& [id, attribute] : attributes)
     {

@@ -212,4 +212,50 @@ TEST(XmlAttributes, IntegersReadLikeThis)
     EXPECT_EQ(TextAttribute(element, "empty"), "");
     EXPECT_EQ(TextAttribute(element, "missing"), std::nullopt);
 }
+// The library's own printer is the model.
+TEST(XmlPrint, FormsAreTheLibrarys)
+{
+    const std::string everyByte = []
+    {
+        std::string bytes;
+        for (int byte = 1; byte < 256; ++byte)
+        {
+            bytes += static_cast<char>(byte);
+        }
+        return bytes;
+    }();
+    for (const char* text :
+         {"<a/>", "<?xml version=\"1.0\" standalone='no'?><a b='1' c='&quot;x' d=\"'\">t&lt;u</a>",
+          "<a><b>one</b>two<c/><!-- c --><![CDATA[<d>]]></a>", "<a><![CDATA[x]]></a>",
+          "<a>&#x41;&#xA9;&amp;</a>", "<a><b><c><!d e><?f g?></c></b></a><!-- end -->", "<a> </a>",
+          "<a><!-- only --></a>"})
+    {
+        CXmlDocument document;
+        ASSERT_TRUE(document.Parse(text)) << text;
+        TiXmlElement& root = *document.Tree().RootElement();
+        root.SetAttribute("bytes", everyByte);
+        root.SetAttribute("reference", "&#x41; &#x");
+        AddChild(root, "e").LinkEndChild(new TiXmlText(everyByte));
+        for (const bool indented : {false, true})
+        {
+            TiXmlPrinter model;
+            if (!indented)
+            {
+                model.SetStreamPrinting();
+            }
+            document.Tree().Accept(&model);
+            EXPECT_EQ(indented ? PrintIndented(document) : PrintCompact(document), model.Str()) << text;
+        }
+    }
+}
+
+TEST(XmlPrint, APrintedChildIsLikeAnElement)
+{
+    CXmlDocument document;
+    TiXmlElement& root = StartDocument(document);
+    AddPrintedChild(root, R"(a b="1")");
+    AddChild(root, "a").SetAttribute("b", 1);
+    EXPECT_EQ(PrintCompact(document), R"(<?xml ?><zDVR><a b="1" /><a b="1" /></zDVR>)");
+    EXPECT_EQ(PrintIndented(document), "<?xml ?>\n<zDVR>\n    <a b=\"1\" />\n    <a b=\"1\" />\n</zDVR>\n");
+}
 } // namespace
