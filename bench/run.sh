@@ -11,8 +11,8 @@ else
     repetitions=9 min_time=0.2 passes=1000 seconds=60 polls=100000
 fi
 cmake --preset release >/dev/null
-cmake --build --preset release --target bench_smartctl bench_selftest bench_log bench_storage_pass bench_memory \
-    bench_heartbeats bench_hwmon
+cmake --build --preset release --target bench_smartctl bench_storcli bench_controller_pass bench_selftest bench_log \
+    bench_storage_pass bench_memory bench_heartbeats bench_hwmon
 
 csv=$(mktemp)
 trap 'rm -f "$csv"' EXIT
@@ -42,6 +42,16 @@ echo "Self-test report, 60 disks, read and taken up, over TinyXML:   $(ratio "$(
 measure bench_storage_pass
 echo "Storage pass, cost per disk, 256 disks over 16:                $(ratio "$(median FullPass/256/real_time)" \
     "$(median FullPass/16/real_time)" 16)  (limit 1.50)"
+
+measure bench_storcli
+echo "ParseDisksInfo, 92 KB list of 29 drives, over RapidJSON's parse: $(ratio "$(median ParseDisksInfoWhole 4)" "$(median RapidJsonTree 4)")  (limit 1.00)"
+
+measure bench_controller_pass
+for kind in PassThroughTable PassThroughSmartctl; do
+    small=$(median $kind/16/manual_time)
+    echo "$kind, ms of the main loop, 60 controller disks:  $(median $kind/60/manual_time)  (limit 5.00)"
+    echo "$kind, cost per disk, 240 disks over 16:          $(ratio "$(median $kind/240/manual_time)" "$small" 15)  (limit 1.50)"
+done
 
 measure bench_log
 echo "Log call below the threshold over the bare query:              $(ratio "$(median LineBelowThreshold 4)" \
