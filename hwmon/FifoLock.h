@@ -15,14 +15,14 @@ public:
     CFifoLock(const CFifoLock&) = delete;
     CFifoLock& operator=(const CFifoLock&) = delete;
 
-    void lock()
+    void lock() // NOLINT(readability-identifier-naming): the standard's name for it
     {
         std::unique_lock guard(m_mutex);
         const std::uint64_t mine = m_nextTicket++;
         m_served.wait(guard, [this, mine] { return m_nowServed == mine; });
     }
 
-    void unlock()
+    void unlock() // NOLINT(readability-identifier-naming)
     {
         const std::lock_guard guard(m_mutex);
         ++m_nowServed;
