@@ -37,7 +37,7 @@ std::string FreeMountPath(const Machine& machine, SimTime now)
 {
     for (int number = 1;; ++number)
     {
-        const std::string path = "/mnt/data" + std::to_string(number);
+        std::string path = "/mnt/data" + std::to_string(number);
         const auto isTaken = [&path, now](const CSimDisk& disk) { return disk.Use(now).mountPath == path; };
         if (std::none_of(machine.disks.begin(), machine.disks.end(), isTaken))
         {

@@ -55,7 +55,7 @@ std::string Joined(const std::vector<std::string>& words)
 
 std::vector<ProgramResult> RunTraced(const std::vector<std::vector<std::string>>& commands)
 {
-    const auto results = RunPrograms(commands, {});
+    auto results = RunPrograms(commands, {});
     for (std::size_t index = 0; index < commands.size(); ++index)
     {
         const ProgramResult& result = results[index];

@@ -26,6 +26,7 @@ public:
     std::vector<ProgramResult> Run(const std::vector<std::vector<std::string>>& commands)
     {
         std::vector<ProgramResult> results;
+        results.reserve(commands.size());
         for (const auto& command : commands)
         {
             results.push_back(Answer(command));
