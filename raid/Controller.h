@@ -185,6 +185,14 @@ protected:
     [[nodiscard]] std::chrono::steady_clock::time_point SteadyNow() const;
 
 private:
+    // RaidPrep.cpp
+    void AdvancePrep(PrepEvent event);
+    void OfferArray(char level, const std::vector<UnconfiguredDisk>& disks);
+    void StartArray();
+    void StartScript(const std::string& volumeName);
+    void FinishArray();
+    bool FinishScript();
+
     std::map<std::string, std::string> m_lastErrors;
     const std::shared_ptr<const CClock> m_clock;
 };

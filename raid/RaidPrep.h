@@ -6,7 +6,9 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tq::ipc
@@ -29,3 +31,37 @@ struct RaidPrepState
 
 // The status as log lines name it; never null.
 const char* PrepStatusText(PrepStatus status);
+
+// What moves a preparation on.
+enum class PrepEvent
+{
+    // a look at the units and drives
+    NothingToDo,     // a data volume is mounted, there are several, or no drive is free
+    TooFewDisks,     // for an array
+    EnoughDisks,     // for an array
+    UnmountedVolume, // an array is there, what comes after it is missing
+
+    // step 1, creating the array
+    ArrayStarted,
+    ArrayNotStarted,
+    ArrayCreated,
+    ArrayFailed,
+
+    // step 2, the script
+    ScriptStarted,
+    ScriptNotStarted,
+    ScriptDone,
+    MountingFailed,
+    FormattingFailed,
+    PartitioningFailed,
+    ScriptFailed, // for another reason
+
+    CompletionReported,
+};
+
+// The whole life of a preparation is the table behind this function (RaidPrepState.cpp). Absent: the event
+// means nothing in this status.
+std::optional<PrepStatus> NextPrepStatus(PrepStatus status, PrepEvent event);
+
+// Which failure the script's output tells of; of several words the one of the latest stage counts.
+PrepEvent ScriptFailure(std::string_view output);

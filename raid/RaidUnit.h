@@ -16,6 +16,12 @@ struct RaidTask
     bool operator==(const RaidTask&) const = default;
 };
 
+// The level of a data volume; a mirror holds the system.
+constexpr bool IsDataLevel(std::int32_t raidLevel)
+{
+    return raidLevel == 5 || raidLevel == 6;
+}
+
 // Main loop only.
 class CRaidUnit : public CStorageElement
 {
