@@ -6,27 +6,31 @@
 
 namespace
 {
+std::optional<std::vector<std::string>> Run(std::string_view text, const boost::regex& expression, bool whole)
+{
+    boost::cmatch found;
+    const char* begin = text.data();
+    const char* end = text.data() + text.size();
+    const bool matches =
+        whole ? boost::regex_match(begin, end, found, expression, boost::match_not_dot_newline)
+              : boost::regex_search(begin, end, found, expression, boost::match_not_dot_newline);
+    if (!matches)
+    {
+        return std::nullopt;
+    }
+    std::vector<std::string> groups;
+    for (const auto& group : found)
+    {
+        groups.push_back(group.str());
+    }
+    return groups;
+}
+
 std::optional<std::vector<std::string>> Run(std::string_view text, const std::string& pattern, bool whole)
 {
     try
     {
-        const boost::regex expression(pattern, boost::regex::perl);
-        boost::cmatch found;
-        const char* begin = text.data();
-        const char* end = text.data() + text.size();
-        const bool matches =
-            whole ? boost::regex_match(begin, end, found, expression, boost::match_not_dot_newline)
-                  : boost::regex_search(begin, end, found, expression, boost::match_not_dot_newline);
-        if (!matches)
-        {
-            return std::nullopt;
-        }
-        std::vector<std::string> groups;
-        for (const auto& group : found)
-        {
-            groups.push_back(group.str());
-        }
-        return groups;
+        return Run(text, boost::regex(pattern, boost::regex::perl), whole);
     }
     catch (const std::runtime_error&) // boost::regex_error and "too complex" both derive from it
     {
@@ -43,4 +47,35 @@ std::optional<std::vector<std::string>> MatchWhole(std::string_view text, const 
 std::optional<std::vector<std::string>> SearchFirst(std::string_view text, const std::string& pattern)
 {
     return Run(text, pattern, false);
+}
+
+struct CPattern::Compiled
+{
+    boost::regex expression;
+};
+
+CPattern::CPattern(const std::string& pattern)
+{
+    try
+    {
+        m_compiled = std::make_unique<const Compiled>(Compiled{boost::regex(pattern, boost::regex::perl)});
+    }
+    catch (const std::runtime_error&)
+    {
+        m_compiled = nullptr;
+    }
+}
+
+CPattern::~CPattern() = default;
+
+std::optional<std::vector<std::string>> CPattern::SearchFirst(std::string_view text) const
+{
+    try
+    {
+        return m_compiled != nullptr ? Run(text, m_compiled->expression, false) : std::nullopt;
+    }
+    catch (const std::runtime_error&)
+    {
+        return std::nullopt;
+    }
 }

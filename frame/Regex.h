@@ -2,6 +2,7 @@
 // not stack.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,3 +13,19 @@
 // took no part).
 std::optional<std::vector<std::string>> MatchWhole(std::string_view text, const std::string& pattern);
 std::optional<std::vector<std::string>> SearchFirst(std::string_view text, const std::string& pattern);
+
+// The same search with a pattern that is compiled once: for output of many lines. Immutable; any thread.
+class CPattern
+{
+public:
+    explicit CPattern(const std::string& pattern);
+    ~CPattern();
+    CPattern(const CPattern&) = delete;
+    CPattern& operator=(const CPattern&) = delete;
+
+    [[nodiscard]] std::optional<std::vector<std::string>> SearchFirst(std::string_view text) const;
+
+private:
+    struct Compiled;
+    std::unique_ptr<const Compiled> m_compiled; // null: did not compile, never matches
+};

@@ -3,6 +3,7 @@
 #include "frame/Ipc.h"
 #include "frame/Regex.h"
 #include "frame/Text.h"
+#include "raid/ArcController.h"
 #include "raid/LsiController.h"
 
 #include <algorithm>
@@ -72,7 +73,7 @@ std::shared_ptr<CController> CreateLsiController(bool qSeries, std::shared_ptr<c
     return std::make_shared<CLsiController>(qSeries, std::move(clock));
 }
 
-std::shared_ptr<CController> CreateArcController(std::shared_ptr<const CClock> /*clock*/)
+std::shared_ptr<CController> CreateArcController(std::shared_ptr<const CClock> clock)
 {
-    return nullptr;
+    return std::make_shared<ArcController>(std::move(clock));
 }
