@@ -127,6 +127,7 @@ std::vector<std::string> CAppliance::Advance(SimTime now)
         TellNotes(m_state->machine, event.at, lines);
         const FoundVerb found = FindVerb(event.words);
         // At its own time, not `now`: the outcome must not depend on how often the host calls.
+        m_state->machine.AdvanceTo(event.at);
         found.verb->apply(m_state->machine, found.arguments, event.at);
         lines.push_back(event.text);
     }

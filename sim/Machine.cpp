@@ -9,6 +9,7 @@ Machine::Machine(AppliancePreset built, const SuperIoRows* chip)
     : preset(std::move(built)),
       disks(preset.disks.begin(), preset.disks.end()),
       bmc(preset.bmcSensors),
+      raid(preset.raid),
       superIo(chip != nullptr ? std::make_shared<CSimSuperIo>(*chip) : nullptr)
 {
 }
@@ -31,12 +32,22 @@ void Machine::RefusePorts(bool refuses)
     }
 }
 
+void Machine::AdvanceTo(SimTime now)
+{
+    raid.Advance(now);
+}
+
 const CSimDisk* Machine::FindDisk(std::string_view device) const
 {
     const auto disk =
         std::find_if(disks.begin(), disks.end(),
                      [device](const CSimDisk& candidate) { return candidate.Spec().device == device; });
-    return disk == disks.end() ? nullptr : &*disk;
+    if (disk != disks.end())
+    {
+        return &*disk;
+    }
+    const RaidDrive* const drive = raid.FindDrive(device);
+    return drive != nullptr ? &drive->disk : nullptr;
 }
 
 CSimDisk* Machine::FindDisk(std::string_view device)

@@ -4,10 +4,13 @@
 #include "sim/Bmc.h"
 #include "sim/EmptyPorts.h"
 #include "sim/Presets.h"
+#include "sim/RaidModel.h"
+#include "sim/RaidPrepScript.h"
 #include "sim/SimDisk.h"
 #include "sim/SimSuperIo.h"
 #include "sim/Tools.h"
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,7 +24,11 @@ struct Machine
     // `chip`: null for a board without one.
     Machine(AppliancePreset built, const SuperIoRows* chip);
 
-    // Whether it is plugged or not. Null when the appliance has no such drive.
+    // Brings what happens by itself to `now`.
+    void AdvanceTo(SimTime now);
+
+    // Whether it is plugged or not; by device, or by the name of a drive behind the controller. Null when the
+    // appliance has no such drive.
     [[nodiscard]] const CSimDisk* FindDisk(std::string_view device) const;
     CSimDisk* FindDisk(std::string_view device);
 
@@ -32,6 +39,8 @@ struct Machine
     AppliancePreset preset;
     std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them
     CSimBmc bmc;
+    CRaidModel raid;
+    std::deque<PrepFault> prepFaults; // of the next runs of the RAID preparation script
     // Shared by the copies that are made of the machine; no program that the tools stand for touches the
     // ports.
     std::shared_ptr<CEmptyPorts> emptyPorts = std::make_shared<CEmptyPorts>();

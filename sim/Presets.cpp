@@ -16,6 +16,7 @@ struct PresetRow
 constexpr auto kPresets = std::to_array<PresetRow>({
     {"plain", &MakePlainPreset},
     {"ipmi", &MakeIpmiPreset},
+    {"lsi", &MakeLsiPreset},
 });
 } // namespace
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sim/Bmc.h"
+#include "sim/RaidSpec.h"
 #include "sim/SimDisk.h"
 
 #include <map>
@@ -30,8 +31,9 @@ struct AppliancePreset
     std::string name;
     BoardSpec board;
     std::vector<DiskSpec> disks;
-    std::string chip{};                       // Super I/O, a name of SuperIoChips.h; empty: none
-    std::vector<BmcSensorSpec> bmcSensors{};  // in the order of its repository; none: no controller
+    std::string chip{};                      // Super I/O, a name of SuperIoChips.h; empty: none
+    std::vector<BmcSensorSpec> bmcSensors{}; // in the order of its repository; none: no controller
+    RaidSpec raid{};
     std::map<std::string, std::string> files; // in the working directory, by relative name
     std::string scenario;                     // played when no other is given
     std::string chipScenario{};               // with it, on a board with a chip
@@ -44,4 +46,5 @@ std::vector<std::string> ListPresets();
 // The presets, one source each.
 AppliancePreset MakePlainPreset();
 AppliancePreset MakeIpmiPreset();
+AppliancePreset MakeLsiPreset();
 } // namespace sim

@@ -1,6 +1,7 @@
 #include "sim/Smartctl.h"
 
 #include "sim/Machine.h"
+#include "sim/SmartctlRaid.h"
 #include "sim/SmartctlReport.h"
 
 #include <algorithm>
@@ -216,13 +217,16 @@ OpenError OpenFailure(const std::string& device, const std::string& reason)
     return {{"Smartctl open device: " + device + " failed: " + reason}, kOpenFailed};
 }
 
-OpenError CheckMegaRaid(const std::string& device, const std::string& type)
+// Pre: the drive is not there.
+OpenError MegaRaidError(const CRaidModel& raid, const std::string& device, const std::string& type)
 {
     constexpr std::string_view kName = "megaraid,";
     std::string number = type.substr(type.find(kName) + kName.size());
     number.insert(0, number.size() < 2 ? 2 - number.size() : 0, '0');
     const std::string info = " [megaraid_disk_" + number + "]" + (type.starts_with("sat+") ? " [SAT]" : "");
-    return OpenFailure(device + info, "cannot open /dev/megaraid_sas_ioctl_node or /dev/megadev0");
+    return OpenFailure(device + info, raid.Spec().kind == RaidKind::Lsi
+                                          ? "INQUIRY failed"
+                                          : "cannot open /dev/megaraid_sas_ioctl_node or /dev/megadev0");
 }
 
 OpenError CheckOpen(const CSimDisk* disk, const std::string& device, const std::string& type)
@@ -230,10 +234,6 @@ OpenError CheckOpen(const CSimDisk* disk, const std::string& device, const std::
     const bool isNvmeType = type == "nvme" || type.starts_with("nvme,");
     const bool isAtaType = type == "ata" || type == "sat" || type.starts_with("sat,");
     const bool isAutomatic = type.empty() || type == "auto";
-    if (type.find("megaraid,") != std::string::npos)
-    {
-        return CheckMegaRaid(device, type);
-    }
     if (!isAutomatic && !isNvmeType && !isAtaType && type != "scsi")
     {
         return {{device + ": Unknown device type '" + type + "'",
@@ -271,38 +271,75 @@ ToolAnswer AnswerScan(const Machine& machine, const std::vector<std::string>& ar
     CJsonWriter json;
     WriteHeader(json, {.argv = argv, .errors = {}});
     const auto isPresent = [](const CSimDisk& disk) { return disk.IsPresent(); };
-    if (std::any_of(machine.disks.begin(), machine.disks.end(), isPresent))
+    if (std::any_of(machine.disks.begin(), machine.disks.end(), isPresent) || machine.raid.IsFitted())
     {
         json.BeginArray("devices");
+        WriteRaidVolumes(json, machine.raid);
         for (const CSimDisk& disk : machine.disks)
         {
             if (disk.IsPresent())
             {
-                WriteDevice(json, {}, disk.Spec());
+                WriteDevice(json, {}, PlainName(disk.Spec()));
             }
         }
+        WriteBusDrives(json, machine.raid);
         json.EndArray();
     }
     return Finish(json, 0, kScanDuration);
 }
 
-ToolAnswer AnswerReport(const CSimDisk* disk, const std::vector<std::string>& argv, const CommandLine& line,
+// What the words of a command line lead to, or why they do not.
+struct Subject
+{
+    const CSimDisk* disk = nullptr;
+    const RaidArray* volume = nullptr;
+    SmartctlName name{};
+    OpenError problem{};
+};
+
+Subject FindSubject(const Machine& machine, const std::string& device, const std::string& type)
+{
+    if (type.find("megaraid,") != std::string::npos)
+    {
+        const RaidDrive* const drive = FindBusDrive(machine.raid, device, type);
+        return drive != nullptr ? Subject{.disk = &drive->disk, .name = BusDriveName(device, type)}
+                                : Subject{.problem = MegaRaidError(machine.raid, device, type)};
+    }
+    if (const RaidArray* const volume = machine.raid.FindOsDevice(device))
+    {
+        return {.volume = volume};
+    }
+    const CSimDisk* const disk = device.starts_with('/') ? machine.FindDisk(device) : nullptr;
+    Subject subject{.disk = disk, .problem = CheckOpen(disk, device, type)};
+    if (subject.problem.exitStatus == 0)
+    {
+        subject.name = PlainName(disk->Spec());
+    }
+    return subject;
+}
+
+ToolAnswer AnswerReport(const Machine& machine, const std::vector<std::string>& argv, const CommandLine& line,
                         SimTime now)
 {
-    OpenError problem = CheckOpen(disk, line.devices.front(), line.type);
-    const int status =
-        problem.exitStatus != 0 ? problem.exitStatus : HealthStatusBits(*disk, line.sections, now);
-    const bool isAta = problem.exitStatus == 0 && disk->Spec().kind != DiskKind::Nvme;
+    const Subject subject = FindSubject(machine, line.devices.front(), line.type);
+    const int failure = subject.problem.exitStatus;
+    const bool hasDisk = failure == 0 && subject.disk != nullptr;
+    const int status = hasDisk ? HealthStatusBits(*subject.disk, line.sections, now) : failure;
     CJsonWriter json;
-    WriteHeader(
-        json,
-        {.argv = argv, .errors = std::move(problem.messages), .namesDatabase = isAta, .exitStatus = status});
+    WriteHeader(json, {.argv = argv,
+                       .errors = subject.problem.messages,
+                       .namesDatabase = hasDisk && subject.disk->Spec().kind != DiskKind::Nvme,
+                       .exitStatus = status});
     WriteLocalTime(json, now);
-    if (problem.exitStatus == 0)
+    if (subject.volume != nullptr)
     {
-        WriteReport(json, *disk, line.sections, now);
+        WriteVolumeReport(json, machine.raid, *subject.volume);
     }
-    return Finish(json, status, problem.exitStatus != 0 ? kBriefly : kReportDuration);
+    else if (hasDisk)
+    {
+        WriteReport(json, subject.name, *subject.disk, line.sections, now);
+    }
+    return Finish(json, status, failure != 0 ? kBriefly : kReportDuration);
 }
 
 ToolAnswer AnswerError(const std::vector<std::string>& argv, std::vector<std::string> errors)
@@ -343,6 +380,6 @@ ToolAnswer AnswerSmartctl(const Machine& machine, const std::vector<std::string>
                        ? "ERROR: smartctl requires a device name as the final command-line argument."
                        : "ERROR: smartctl takes ONE device name as the final command-line argument."});
     }
-    return AnswerReport(machine.FindDisk(line.devices.front()), argv, line, now);
+    return AnswerReport(machine, argv, line, now);
 }
 } // namespace sim

@@ -279,21 +279,34 @@ void WriteLocalTime(CJsonWriter& json, SimTime now)
     json.EndObject();
 }
 
-void WriteDevice(CJsonWriter& json, std::string_view key, const DiskSpec& disk)
+void WriteDevice(CJsonWriter& json, std::string_view key, const SmartctlName& name)
 {
-    const bool isAta = disk.kind == DiskKind::HardDisk || disk.kind == DiskKind::Ssd;
-    const bool isNvme = disk.kind == DiskKind::Nvme;
     json.BeginObject(key);
-    json.String("name", disk.device);
-    json.String("info_name", disk.device + (isAta ? " [SAT]" : ""));
-    json.String("type", isAta ? "sat" : isNvme ? "nvme" : "scsi");
-    json.String("protocol", isAta ? "ATA" : isNvme ? "NVMe" : "SCSI");
+    json.String("name", name.device);
+    json.String("info_name", name.info);
+    json.String("type", name.type);
+    json.String("protocol", name.protocol);
     json.EndObject();
 }
 
-void WriteReport(CJsonWriter& json, const CSimDisk& disk, const SmartctlSections& sections, SimTime now)
+SmartctlName PlainName(const DiskSpec& disk)
 {
-    WriteDevice(json, "device", disk.Spec());
+    const bool isAta = disk.kind == DiskKind::HardDisk || disk.kind == DiskKind::Ssd;
+    const bool isNvme = disk.kind == DiskKind::Nvme;
+    return {.device = disk.device,
+            .info = disk.device + (isAta ? " [SAT]" : ""),
+            .type = isAta    ? "sat"
+                    : isNvme ? "nvme"
+                             : "scsi",
+            .protocol = isAta    ? "ATA"
+                        : isNvme ? "NVMe"
+                                 : "SCSI"};
+}
+
+void WriteReport(CJsonWriter& json, const SmartctlName& name, const CSimDisk& disk,
+                 const SmartctlSections& sections, SimTime now)
+{
+    WriteDevice(json, "device", name);
     if (sections.identity)
     {
         WriteIdentity(json, disk.Spec());

@@ -18,6 +18,15 @@ struct SmartctlHeader
     int exitStatus = 0;
 };
 
+// How a scan and a report name a device.
+struct SmartctlName
+{
+    std::string device; // "/dev/sda"
+    std::string info;   // the same with what was found out about it
+    std::string type;
+    std::string protocol;
+};
+
 struct SmartctlSections
 {
     bool identity = false;
@@ -29,8 +38,12 @@ struct SmartctlSections
 void WriteHeader(CJsonWriter& json, const SmartctlHeader& header);
 void WriteLocalTime(CJsonWriter& json, SimTime now);
 // The device as an object of its four members: the scan and the report name it alike.
-void WriteDevice(CJsonWriter& json, std::string_view key, const DiskSpec& disk);
-void WriteReport(CJsonWriter& json, const CSimDisk& disk, const SmartctlSections& sections, SimTime now);
+void WriteDevice(CJsonWriter& json, std::string_view key, const SmartctlName& name);
+void WriteReport(CJsonWriter& json, const SmartctlName& name, const CSimDisk& disk,
+                 const SmartctlSections& sections, SimTime now);
+
+// Of a disk that hangs on the board itself.
+SmartctlName PlainName(const DiskSpec& disk);
 
 // The two parts about an ATA drive's self-tests.
 void WriteSelfTestStatus(CJsonWriter& json, const CSimDisk& disk, SimTime now);

@@ -49,6 +49,21 @@ void AddDrive(std::string& text, const DiskSpec& disk, const DriveUse& use)
     AddLine(text, "drive-fstype", use.fileSystem);
     AddLine(text, "drive-needs-prep", use.needsPrep ? "1" : "0");
 }
+
+// The name by which the controller's tool knows the volume.
+std::string VolumeName(const CRaidModel& raid, const RaidArray& array)
+{
+    return (raid.Spec().kind == RaidKind::Lsi ? "/c0/v" : "") + std::to_string(array.volume);
+}
+
+void AddVolume(std::string& text, const CRaidModel& raid, const RaidArray& array)
+{
+    for (const std::string& path : array.mountPaths)
+    {
+        AddLine(text, "raid-volume", VolumeName(raid, array));
+        AddLine(text, "raid-fspath", path);
+    }
+}
 } // namespace
 
 ToolAnswer AnswerSysInfoScript(const Machine& machine, const std::vector<std::string>&, SimTime now)
@@ -61,6 +76,10 @@ ToolAnswer AnswerSysInfoScript(const Machine& machine, const std::vector<std::st
         {
             AddDrive(answer.standardOutput, disk.Spec(), disk.Use(now));
         }
+    }
+    for (const RaidArray& array : machine.raid.Arrays())
+    {
+        AddVolume(answer.standardOutput, machine.raid, array);
     }
     return answer;
 }

@@ -4,8 +4,10 @@
 #include "sim/DrivePrepScript.h"
 #include "sim/Ipmitool.h"
 #include "sim/Machine.h"
+#include "sim/RaidPrepScript.h"
 #include "sim/SelfTestTool.h"
 #include "sim/Smartctl.h"
+#include "sim/Storcli.h"
 #include "sim/SysInfoScript.h"
 
 #include <algorithm>
@@ -29,6 +31,8 @@ constexpr auto kTools = std::to_array<Tool>({
     {"ipmitool", "ipmitool", &Look<&AnswerIpmitool>, &HasIpmitool},
     {"tqselftest", "./tqselftest", &AnswerSelfTestTool, nullptr},
     {"driveprep", "scripts/driveprep.sh", &AnswerDrivePrepScript, nullptr},
+    {"storcli", "storcli", &AnswerStorcli, &HasStorcli, &RefuseStorcli},
+    {"raidprep", "scripts/raidprep.sh", &AnswerRaidPrepScript, &HasRaidPrepScript},
 });
 
 // An exit code as waitpid reports it.
@@ -96,6 +100,8 @@ void ApplyFault(const ToolFault& fault, const std::string& program, ProgramRun& 
         run = {};
         run.startError = ENOENT;
         break;
+    case FaultKind::Refuse: // the answer itself
+        break;
     }
 }
 
@@ -108,6 +114,21 @@ std::optional<ToolFault> TakeFault(ToolState& state)
     const ToolFault fault = state.once.front();
     state.once.pop_front();
     return fault;
+}
+
+ToolAnswer AnswerWith(const std::optional<ToolFault>& fault, const Tool& tool, Machine& machine,
+                      const std::vector<std::string>& argv, SimTime now)
+{
+    if (fault && fault->kind == FaultKind::Refuse && tool.refusal != nullptr)
+    {
+        return tool.refusal(argv);
+    }
+    if (fault && (fault->kind == FaultKind::Fail || fault->kind == FaultKind::Missing))
+    {
+        Machine untouched = machine;
+        return tool.answer(untouched, argv, now);
+    }
+    return tool.answer(machine, argv, now);
 }
 } // namespace
 
@@ -140,18 +161,9 @@ ProgramRun RunProgram(Machine& machine, const std::vector<std::string>& argv, Si
         run.startError = ENOENT;
         return run;
     }
+    machine.AdvanceTo(now);
     const auto fault = TakeFault(machine.tools[std::string(tool->name)]);
-    const bool runsToItsEnd = !fault || (fault->kind != FaultKind::Fail && fault->kind != FaultKind::Missing);
-    ToolAnswer answer;
-    if (runsToItsEnd)
-    {
-        answer = tool->answer(machine, argv, now);
-    }
-    else
-    {
-        Machine scratch = machine;
-        answer = tool->answer(scratch, argv, now);
-    }
+    ToolAnswer answer = AnswerWith(fault, *tool, machine, argv, now);
     run.standardOutput = std::move(answer.standardOutput);
     run.standardError = std::move(answer.standardError);
     run.waitStatus = WaitStatus(answer.exitCode);

@@ -31,6 +31,8 @@ struct Tool
     // What it does to the machine is undone when a fault keeps it from running to its end.
     ToolAnswer (*answer)(Machine& machine, const std::vector<std::string>& argv, SimTime now);
     bool (*isFitted)(const Machine& machine); // null: every appliance has it
+    // What it says when the controller refuses a command; null: nothing refuses it.
+    ToolAnswer (*refusal)(const std::vector<std::string>& argv) = nullptr;
 };
 
 // Null when there is none of this name.
@@ -46,6 +48,7 @@ enum class FaultKind
     Cut,     // output ends after `amount` bytes, exit code 0
     Garbage, // output that cannot be parsed, exit code 0
     Missing, // cannot be started
+    Refuse,  // the controller refuses the command
 };
 
 struct ToolFault
@@ -62,6 +65,7 @@ struct ToolState
 };
 
 // Runs a program of the appliance with the faults it has at the moment, and uses up a fault for one run. A
-// program that the appliance does not have gives ENOENT.
+// program that the appliance does not have gives ENOENT. One that fails or cannot be started has changed
+// nothing.
 ProgramRun RunProgram(Machine& machine, const std::vector<std::string>& argv, SimTime now);
 } // namespace sim

@@ -75,12 +75,25 @@ std::optional<Argument> When(bool fits, const std::string& word)
     return fits ? std::optional(Argument{.text = word}) : std::nullopt;
 }
 
+// "64:3"
+bool IsDriveName(const std::string& word)
+{
+    const std::size_t colon = word.find(':');
+    return colon != std::string::npos && WholeNumber(word.substr(0, colon)) &&
+           WholeNumber(word.substr(colon + 1));
+}
+
 // The argument that `word` gives in the place `place` of a form, nothing when it does not fit.
 std::optional<Argument> MatchPlace(std::string_view place, const std::string& word)
 {
     if (place == "DEVICE")
     {
-        return When(word.starts_with("/dev/") && word.size() > 5 && HasOnly(word.substr(5), ""), word);
+        const bool isPath = word.starts_with("/dev/") && word.size() > 5 && HasOnly(word.substr(5), "");
+        return When(isPath || IsDriveName(word), word);
+    }
+    if (place == "DRIVE")
+    {
+        return When(IsDriveName(word), word);
     }
     if (place == "SENSOR")
     {
@@ -110,6 +123,10 @@ std::string Describe(std::string_view place)
     if (place == "DEVICE")
     {
         return "a device such as /dev/sdc";
+    }
+    if (place == "DRIVE")
+    {
+        return "a drive such as 64:3";
     }
     if (place == "TIME")
     {
@@ -148,7 +165,8 @@ std::string Join(std::vector<std::string>::const_iterator begin, std::vector<std
     std::string text;
     for (auto word = begin; word != end; ++word)
     {
-        text += (word == begin ? "" : " ") + *word;
+        const bool isQuoted = word->find_first_of(kBlanks) != std::string::npos;
+        text += (word == begin ? "" : " ") + (isQuoted ? "\"" + *word + "\"" : *word);
     }
     return text;
 }

@@ -27,7 +27,8 @@ struct FormMatch
 };
 
 // A form is words separated by blanks: lower-case words stand for themselves, and
-//   DEVICE  a device path            TOOL    a name of the tool table
+//   DEVICE  a device path, or DRIVE  TOOL    a name of the tool table
+//   DRIVE   "64:3": behind a RAID controller
 //   TIME    a duration               SERIAL  a serial number
 //   3..70   a number in the range    SENSOR  a sensor's name: any word
 //   a|b     one of the words         TEXT    one word or more, to the end

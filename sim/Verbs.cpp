@@ -2,6 +2,7 @@
 
 #include "sim/ChipVerbs.h"
 #include "sim/Machine.h"
+#include "sim/RaidVerbs.h"
 #include "sim/SelfTestVerbs.h"
 
 #include <array>
@@ -110,11 +111,21 @@ void SetAttribute(Machine& machine, const Arguments& arguments, SimTime now)
 
 void PullOrPlug(Machine& machine, const Arguments& arguments, SimTime now)
 {
+    if (machine.raid.FindDrive(arguments[0].text) != nullptr)
+    {
+        machine.raid.SetPlugged(arguments[0].text, arguments[1].text == "plug", now);
+        return;
+    }
     Disk(machine, arguments).SetPresent(arguments[1].text == "plug", now);
 }
 
 void Replace(Machine& machine, const Arguments& arguments, SimTime now)
 {
+    if (machine.raid.FindDrive(arguments[0].text) != nullptr)
+    {
+        machine.raid.Replace(arguments[0].text, arguments[1].text, now);
+        return;
+    }
     Disk(machine, arguments).Replace(arguments[1].text, now);
 }
 
@@ -228,7 +239,8 @@ FoundVerb FindVerb(const std::vector<std::string>& words)
     // The complaint names what the forms that fitted longest would have taken next.
     std::size_t longest = 0;
     std::string expected;
-    for (const std::span<const Verb> table : {std::span<const Verb>(kVerbs), ChipVerbs(), SelfTestVerbs()})
+    for (const std::span<const Verb> table :
+         {std::span<const Verb>(kVerbs), ChipVerbs(), SelfTestVerbs(), RaidVerbs()})
     {
         for (const Verb& verb : table)
         {

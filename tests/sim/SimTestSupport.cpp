@@ -2,12 +2,13 @@
 
 #include <gtest/gtest.h>
 
-std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now)
+std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now,
+                                      const std::string& preset)
 {
     std::string error;
     const auto parsed = sim::ParseScenario(scenario, error);
     EXPECT_TRUE(parsed) << error;
-    auto appliance = std::make_unique<sim::CAppliance>("plain", parsed.value_or(sim::Scenario{}));
+    auto appliance = std::make_unique<sim::CAppliance>(preset, parsed.value_or(sim::Scenario{}));
     appliance->Advance(now);
     return appliance;
 }

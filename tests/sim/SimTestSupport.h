@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
-// The preset "plain" with this scenario, played to `now`. A scenario that does not parse fails the test.
-std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now = sim::SimTime{0});
+// The preset with this scenario, played to `now`. A scenario that does not parse fails the test.
+std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now = sim::SimTime{0},
+                                      const std::string& preset = "plain");
 
 // The report command of a device, as the plug-in gives it.
 std::vector<std::string> ReportCommand(const std::string& device);
