@@ -54,4 +54,21 @@ CSimDisk* Machine::FindDisk(std::string_view device)
 {
     return const_cast<CSimDisk*>(std::as_const(*this).FindDisk(device));
 }
+
+std::vector<CSimDisk*> Machine::SelfTestDisks()
+{
+    std::vector<CSimDisk*> found;
+    for (CSimDisk& disk : disks)
+    {
+        found.push_back(&disk);
+    }
+    if (raid.Spec().kind == RaidKind::Lsi)
+    {
+        for (const RaidDrive& drive : raid.Drives())
+        {
+            found.push_back(&raid.FindDrive(drive.spec.name)->disk);
+        }
+    }
+    return found;
+}
 } // namespace sim

@@ -36,6 +36,10 @@ struct Machine
     CIoPorts& Ports();
     void RefusePorts(bool refuses);
 
+    // Those whose self-tests can be reached: the plain ones and, by their paths, those behind an LSI
+    // controller.
+    std::vector<CSimDisk*> SelfTestDisks();
+
     AppliancePreset preset;
     std::vector<CSimDisk> disks; // in the order of the device names, as a scan lists them
     CSimBmc bmc;

@@ -47,7 +47,7 @@ RaidDriveSpec DataDrive(int slot, const std::string& serial)
 RaidSpec Raid()
 {
     RaidSpec raid{.kind = RaidKind::Lsi,
-                  .model = "MR-3108 12i",
+                  .model = "MR-2400 12i",
                   .serial = "SK84213977",
                   .firmware = "4.680.00-8519",
                   .driver = "07.725.01.00-rc1",

@@ -17,6 +17,7 @@ constexpr auto kPresets = std::to_array<PresetRow>({
     {"plain", &MakePlainPreset},
     {"ipmi", &MakeIpmiPreset},
     {"lsi", &MakeLsiPreset},
+    {"adaptec", &MakeAdaptecPreset},
 });
 } // namespace
 

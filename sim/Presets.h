@@ -47,4 +47,5 @@ std::vector<std::string> ListPresets();
 AppliancePreset MakePlainPreset();
 AppliancePreset MakeIpmiPreset();
 AppliancePreset MakeLsiPreset();
+AppliancePreset MakeAdaptecPreset();
 } // namespace sim

@@ -87,8 +87,12 @@ int RaidArray::Percent(SimTime now) const
 
 CRaidModel::CRaidModel(RaidSpec spec) : m_spec(std::move(spec))
 {
-    for (const RaidDriveSpec& row : m_spec.drives)
+    for (RaidDriveSpec& row : m_spec.drives)
     {
+        if (m_spec.kind == RaidKind::Lsi)
+        {
+            row.disk.device = "/c0/e" + std::to_string(row.enclosure) + "/s" + std::to_string(row.slot);
+        }
         RaidDrive drive{.spec = row, .disk = CSimDisk(row.disk)};
         drive.disk.SetPresent(row.isPlugged, SimTime{0});
         drive.state = row.isGlobalSpare ? DriveState::GlobalSpare : DriveState::Free;

@@ -30,7 +30,7 @@ struct RaidDriveSpec
     int enclosure = 0;
     int slot = 0;
     int deviceId = 0; // unique behind the controller
-    DiskSpec disk{};  // its device, slot and mount are not used
+    DiskSpec disk{};  // its device and its use are not looked at
     bool isPlugged = true;
     bool isGlobalSpare = false;
 };

@@ -199,13 +199,13 @@ ToolAnswer AnswerSelfTestTool(Machine& machine, const std::vector<std::string>& 
         return {.standardOutput = "tqselftest: 26.1.7\n", .duration = kBriefly};
     }
     std::vector<CSimDisk*> disks;
-    for (CSimDisk& disk : machine.disks)
+    for (CSimDisk* const disk : machine.SelfTestDisks())
     {
-        const bool isAsked = line->device ? disk.Spec().device == *line->device
-                                          : line->command == "report" || disk.Spec().kind != DiskKind::Nvme;
-        if (disk.IsPresent() && disk.HasSmart() && isAsked)
+        const bool isAsked = line->device ? disk->Spec().device == *line->device
+                                          : line->command == "report" || disk->Spec().kind != DiskKind::Nvme;
+        if (disk->IsPresent() && disk->HasSmart() && isAsked)
         {
-            disks.push_back(&disk);
+            disks.push_back(disk);
         }
     }
     if (line->device && disks.empty())

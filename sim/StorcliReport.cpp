@@ -401,7 +401,7 @@ void WriteDrivePolicies(CJsonWriter& json, const std::string& drivePath, const C
 
 std::string StorcliPath(const RaidDrive& drive)
 {
-    return "/c0/e" + std::to_string(drive.spec.enclosure) + "/s" + std::to_string(drive.spec.slot);
+    return drive.spec.disk.device;
 }
 
 void WriteControllerReport(CJsonWriter& json, const CRaidModel& raid, SimTime)

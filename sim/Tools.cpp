@@ -1,6 +1,7 @@
 #include "sim/Tools.h"
 
 #include "sim/Appliance.h"
+#include "sim/Arcconf.h"
 #include "sim/DrivePrepScript.h"
 #include "sim/Ipmitool.h"
 #include "sim/Machine.h"
@@ -32,6 +33,7 @@ constexpr auto kTools = std::to_array<Tool>({
     {"tqselftest", "./tqselftest", &AnswerSelfTestTool, nullptr},
     {"driveprep", "scripts/driveprep.sh", &AnswerDrivePrepScript, nullptr},
     {"storcli", "storcli", &AnswerStorcli, &HasStorcli, &RefuseStorcli},
+    {"arcconf", "arcconf", &AnswerArcconf, &HasArcconf, &RefuseArcconf},
     {"raidprep", "scripts/raidprep.sh", &AnswerRaidPrepScript, &HasRaidPrepScript},
 });
 

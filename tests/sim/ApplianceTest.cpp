@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, ApplianceRefuses, testing::ValuesIn(kRefusedCase
 TEST(Appliance, UnknownPresetIsRefused)
 {
     EXPECT_THROW(sim::CAppliance("plane", std::nullopt), std::invalid_argument);
-    EXPECT_THAT(sim::CAppliance::PresetNames(), ElementsAre("plain", "ipmi", "lsi"));
+    EXPECT_THAT(sim::CAppliance::PresetNames(), ElementsAre("plain", "ipmi", "lsi", "adaptec"));
 }
 
 TEST(Appliance, LinesTakeEffectAtTheirTimeAndOnce)

@@ -1,0 +1,111 @@
+// A recorder with an Adaptec controller: two SSDs on its second connector mirrored for the system, eight bays
+// on the first.
+#include "sim/Presets.h"
+
+namespace sim
+{
+namespace
+{
+constexpr int kBays = 0;
+constexpr int kInside = 1;
+
+RaidDriveSpec Drive(int connector, int slot, int deviceId, DiskSpec disk)
+{
+    disk.slot = slot;
+    return {.name = "0:" + std::to_string(deviceId),
+            .enclosure = connector,
+            .slot = slot,
+            .deviceId = deviceId,
+            .disk = std::move(disk)};
+}
+
+RaidDriveSpec SystemDrive(int slot, const std::string& serial)
+{
+    return Drive(kInside, slot, 24 + slot,
+                 {.device = "",
+                  .kind = DiskKind::Ssd,
+                  .model = "Halden S2 240G",
+                  .serial = serial,
+                  .firmware = "1.07",
+                  .bytes = 240'057'409'536,
+                  .restTemperature = 34,
+                  .powerOnHours = 1'980});
+}
+
+RaidDriveSpec DataDrive(int slot, const std::string& serial)
+{
+    return Drive(kBays, slot, 8 + slot,
+                 {.device = "",
+                  .kind = DiskKind::HardDisk,
+                  .model = "Meridian ST-12T",
+                  .serial = serial,
+                  .firmware = "MR11",
+                  .bytes = 12'000'138'625'024,
+                  .restTemperature = 37 + slot % 3,
+                  .powerOnHours = 95});
+}
+
+RaidSpec Raid()
+{
+    RaidSpec raid{.kind = RaidKind::Adaptec,
+                  .model = "AR-2100 8i",
+                  .serial = "8A3C2070416",
+                  .firmware = "5.32-0",
+                  .driver = "2.1.14-035",
+                  .enclosures = {{kBays, 8, "CN0"}, {kInside, 2, "CN1"}},
+                  .dataMountPath = "/mnt/data"};
+    for (const char* serial : {"M12-60B001", "M12-60B002", "M12-60B017", "M12-60B018", "M12-60B020"})
+    {
+        raid.drives.push_back(DataDrive(static_cast<int>(raid.drives.size()), serial));
+    }
+    raid.drives.push_back(DataDrive(5, "M12-60B044"));
+    raid.drives.back().isPlugged = false;
+    raid.drives.push_back(SystemDrive(0, "HS2A02210"));
+    raid.drives.push_back(SystemDrive(1, "HS2A02215"));
+    // Numbers of arrays and logical drives need not agree.
+    raid.arrays = {{.group = 1,
+                    .volume = 0,
+                    .level = 1,
+                    .label = "system",
+                    .drives = {"0:24", "0:25"},
+                    .osDevice = "/dev/sda",
+                    .mountPaths = {"/"}}};
+    return raid;
+}
+
+// The level is named, because the chassis alone would make it RAID 5.
+constexpr const char* kSystemDescription = R"(<?xml version="1.0"?>
+<SystemInfo>
+    <family value="n_series"/>
+    <defaultraidlevel value="6"/>
+    <Drives StorageRows="2" StorageCols="4" VerticalOrder="1" VerticalSlots="0" HorizontalFlip="0"/>
+</SystemInfo>
+)";
+
+constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
+<HwMonitor/>
+)";
+
+constexpr const char* kScenario = R"(
+at 0s    note the mirror of the system only; five free disks
+)";
+} // namespace
+
+AppliancePreset MakeAdaptecPreset()
+{
+    AppliancePreset preset;
+    preset.board = {.vendor = "Tarnwerk",
+                    .model = "TB-620R",
+                    .firmwareVendor = "Tarnwerk",
+                    .firmwareVersion = "3.02",
+                    .operatingSystem = "Appliance Linux 12",
+                    .baseImageVersion = "12.4.1",
+                    .memory = "65536 MB",
+                    .swap = "8192 MB",
+                    .processors = {"Corelia C8-4200 @ 3.10GHz"}};
+    preset.raid = Raid();
+    preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kHardwareDescription}};
+    preset.scenario = kScenario;
+    return preset;
+}
+} // namespace sim
