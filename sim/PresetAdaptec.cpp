@@ -86,8 +86,54 @@ constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
 <HwMonitor/>
 )";
 
+// Eight minutes: a preparation with two stumbles, a member lost without a spare, another with one. A step of a
+// preparation is looked at half a minute after it has come to its end.
 constexpr const char* kScenario = R"(
-at 0s    note the mirror of the system only; five free disks
+at 0s    note the system's mirror and five free disks; the chassis description asks for RAID 6
+at 0s    raid rebuilds-take 45s
+
+at 15s   tool arcconf missing once          # the array cannot even be asked for
+at 16s   request prep "New Data Array"
+at 25s   tool raidprep missing              # the array is created, but the script is not there
+at 26s   request prep "New Data Array"
+at 1m15s tool raidprep ok
+at 1m16s raidprep fails formatting
+at 1m17s request prep 1
+at 2m25s request prep 1
+
+at 3m30s disk 0:9 fail                      # no spare: degraded until there is one
+at 3m31s request refresh
+at 3m45s disk 0:13 plug
+at 3m46s request refresh
+at 4m    request hotspare 0:13 on           # is used at once
+at 4m15s request refresh
+at 4m55s request refresh                    # rebuilt
+
+at 5m5s  disk 0:9 replace M12-71E0A2        # the new disk is the spare now
+at 5m6s  request refresh
+at 5m20s request hotspare 0:9 on
+at 5m35s disk 0:11 health failing
+at 5m35s disk 0:11 errors media 7
+at 5m36s request refresh
+at 5m50s disk 0:11 pull                     # and takes over
+at 5m51s request refresh
+at 6m15s request refresh
+at 6m40s request refresh
+
+at 6m50s disk 0:11 plug                     # a stranger to its own volume
+at 6m51s request refresh
+at 7m5s  tool arcconf hang 20s once
+at 7m6s  request refresh
+at 7m35s tool arcconf garbage
+at 7m36s request refresh
+at 7m50s tool arcconf ok
+at 7m51s request refresh
+
+at 8m5s  disk 0:11 replace M12-71E0B7
+at 8m6s  request refresh
+at 8m20s request hotspare 0:11 on
+at 8m32s request hotspare 0:11 off
+at 8m50s end
 )";
 } // namespace
 

@@ -6,15 +6,18 @@ namespace sim
 {
 namespace
 {
-constexpr int kInside = 252; // the connectors on the card itself
+// The plug-in tells drives apart by slot as well, so the slots of the two backplanes do not overlap.
 constexpr int kBays = 64;
+constexpr int kInside = 65;
+constexpr int kFirstInside = 12;
 
-RaidDriveSpec SystemDrive(int slot, const std::string& serial)
+RaidDriveSpec SystemDrive(int row, const std::string& serial)
 {
+    const int slot = kFirstInside + row;
     return {.name = std::to_string(kInside) + ":" + std::to_string(slot),
             .enclosure = kInside,
             .slot = slot,
-            .deviceId = 21 + slot,
+            .deviceId = 21 + row,
             .disk = {.device = "",
                      .kind = DiskKind::Ssd,
                      .model = "Halden S2 480G",
@@ -51,7 +54,7 @@ RaidSpec Raid()
                   .serial = "SK84213977",
                   .firmware = "4.680.00-8519",
                   .driver = "07.725.01.00-rc1",
-                  .enclosures = {{kBays, 12, "SAS3x12"}, {kInside, 8, "VirtualSES"}},
+                  .enclosures = {{kBays, 12, "SAS3x12"}, {kInside, 14, "SAS3x2"}},
                   .dataMountPath = "/mnt/data"};
     for (const char* serial : {"M8T-41D0A0", "M8T-41D0A1", "M8T-41D0A7", "M8T-41D0B2", "M8T-41D0B3"})
     {
@@ -68,7 +71,7 @@ RaidSpec Raid()
                     .volume = 0,
                     .level = 1,
                     .label = "system",
-                    .drives = {"252:0", "252:1"},
+                    .drives = {"65:12", "65:13"},
                     .osDevice = "/dev/sda",
                     .mountPaths = {"/"}}};
     return raid;
@@ -85,16 +88,51 @@ constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
 <HwMonitor/>
 )";
 
-// A preparation is looked at 30 seconds after it was started, so its stages are half a minute apart.
+// Eight minutes from a machine without a data volume to one that has been through everything. A step of a
+// preparation is looked at half a minute after it has come to its end, so its stages are that far apart.
 constexpr const char* kScenario = R"(
-at 0s    note the mirror of the system only; five free disks and a global hot spare
+at 0s    note the system's mirror, five free disks, and a global hot spare as delivered
 at 0s    raid rebuilds-take 45s
+at 0s    raidprep fails partitioning
+at 0s    raidprep fails formatting
+at 0s    raidprep fails mounting
 
-at 11s   tool storcli refuse              # the array cannot be created
-at 12s   request prep "New Data Array"
-at 20s   tool storcli ok
-at 50s   raidprep fails partitioning
-at 51s   request prep "New Data Array"
+at 15s   tool storcli refuse                # no array can be created
+at 16s   request prep "New Data Array"
+at 18s   tool storcli ok
+at 52s   request prep "New Data Array"      # created; the script that follows cannot partition it
+at 2m10s request prep /c0/v1                # cannot format
+at 3m5s  request prep /c0/v1                # cannot mount
+at 3m58s request prep /c0/v1
+
+at 4m42s note beside a mirror a hot spare must be dedicated: the global one is released and set again
+at 4m45s request hotspare /c0/e64/s5 off
+at 4m55s request hotspare /c0/e64/s5 on
+
+at 5m10s disk 64:1 errors media 14
+at 5m10s disk 64:1 errors predictive 1
+at 5m11s request refresh
+at 5m25s disk 64:1 fail                     # the spare takes over
+at 5m26s request refresh
+at 5m40s request refresh
+at 5m55s request refresh
+at 6m12s request refresh                    # rebuilt
+
+at 6m25s disk 64:1 replace M8T-77F013       # the new disk becomes the spare
+at 6m26s request refresh
+at 6m35s request hotspare /c0/e64/s1 on
+
+at 6m50s tool storcli cut 900               # the volumes are in alarm while nothing is known of them
+at 6m51s request refresh
+at 7m5s  tool storcli ok
+at 7m6s  request refresh
+
+at 7m20s request hotspare /c0/e64/s1 off
+at 7m30s disk 64:6 plug                     # a disk that comes from another machine
+at 7m30s disk 64:6 foreign
+at 7m30s raid check 1
+at 7m31s request refresh
+at 7m50s end
 )";
 } // namespace
 

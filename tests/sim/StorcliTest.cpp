@@ -99,7 +99,7 @@ constexpr auto kLifeCases = std::to_array<LifeCase>({
     {"TwoMembersAreTooMany", "at 200s disk 64:1 fail\nat 210s disk 64:2 fail", 400, "64/s5", "UGood/-",
      "OfLn/None"},
     {"SpareFailsUnused", "at 200s disk 64:5 fail", 210, "64/s5", "UBad/-", "Optl/None"},
-    {"SpareOfAnotherKindIsNotUsed", "at 200s disk 252:0 fail", 210, "64/s5", "GHS/-", "Optl/None"},
+    {"SpareOfAnotherKindIsNotUsed", "at 200s disk 65:12 fail", 210, "64/s5", "GHS/-", "Optl/None"},
     {"Check", "at 200s raid check 1", 236, "64/s1", "Onln/0", "Optl/Consistency Check (36%)"},
     {"Cleared", "at 200s disk 64:4 foreign\nat 205s disk 64:4 clear", 210, "64/s4", "UGood/-", "Optl/None"},
 });
@@ -231,11 +231,11 @@ TEST(Storcli, FormsOfTheAnswers)
     }
     EXPECT_THAT(rows, ElementsAre(R"(0"-""-"RAID5"-""-")", R"(00"-"RAID5"-""-")", R"(000DRIVE8"64:0")",
                                   R"(001DRIVE13"64:1")", R"(002DRIVE18"64:2")", R"(003DRIVE9"64:5")",
-                                  R"(1"-""-"RAID1"-""-")", R"(10"-"RAID1"-""-")", R"(100DRIVE21"252:0")",
-                                  R"(101DRIVE22"252:1")"));
+                                  R"(1"-""-"RAID1"-""-")", R"(10"-"RAID1"-""-")", R"(100DRIVE21"65:12")",
+                                  R"(101DRIVE22"65:13")"));
     const json encl = Data(*appliance, "/c0/eall show all J", 201s);
     EXPECT_EQ(encl.at("Enclosure /c0/e64 ").at("Properties").at(0).at("Slots"), 12);
-    EXPECT_EQ(encl.at("Enclosure /c0/e252 ").at("Properties").at(0).at("PD"), 2);
+    EXPECT_EQ(encl.at("Enclosure /c0/e65 ").at("Properties").at(0).at("PD"), 2);
     const json volume = Data(*appliance, "/c0/vall show all J", 201s).at("/c0/v1").at(0);
     EXPECT_EQ(volume.at("DG/VD"), "0/1");
     EXPECT_EQ(volume.at("Size"), "21.832 TB"); // three of 7452 GB
@@ -246,9 +246,9 @@ TEST(Storcli, FormsOfTheAnswers)
     EXPECT_EQ(state.at("Predictive Failure Count"), 1);
     EXPECT_EQ(state.at("S.M.A.R.T alert flagged by drive"), "Yes");
     const json& own =
-        drives.at("Drive /c0/e252/s0 - Detailed Information").at("Drive /c0/e252/s0 Device attributes");
+        drives.at("Drive /c0/e65/s12 - Detailed Information").at("Drive /c0/e65/s12 Device attributes");
     EXPECT_EQ(own.at("SN"), "           HS4A00731"); // 20 characters
-    EXPECT_EQ(drives.at("Drive /c0/e252/s0").at(0).at("Size"), "447.000 GB");
+    EXPECT_EQ(drives.at("Drive /c0/e65/s12").at(0).at("Size"), "447.000 GB");
     const std::string version = appliance->Run({"storcli", "-V"}, 0s).standardOutput;
     EXPECT_THAT(version, HasSubstr(" Ver 007.2203.0000.0000 "));
 }
