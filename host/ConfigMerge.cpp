@@ -162,7 +162,6 @@ void ReplaceVolumes(Picture& picture, const TiXmlElement& storage, Changes& chan
                 if (const VolumePicture* const earlier = picture.FindVolume(volume.name))
                 {
                     volume.health = earlier->health;
-                    volume.prepStatus = earlier->prepStatus;
                 }
                 else
                 {
@@ -170,7 +169,7 @@ void ReplaceVolumes(Picture& picture, const TiXmlElement& storage, Changes& chan
                 }
                 volume.type = Text(element, "Type");
                 volume.sizeGB = Int(element, "Size").value_or(0);
-                // The number is a preparation state here; 0 also says that there is nothing to prepare.
+                // The number is a preparation state here; 0 says that there is nothing to prepare.
                 const int prep = Int(element, "SupportsPrep").value_or(0);
                 if (prep != 0)
                 {

@@ -1,6 +1,7 @@
 #include "host/LineView.h"
 
 #include "host/PictureText.h"
+#include "host/RaidPicture.h"
 #include "host/SafeText.h"
 
 #include <fmt/format.h>
@@ -18,13 +19,16 @@ std::string Essence(const Picture& picture)
     std::string text;
     for (const DiskPicture& disk : picture.disks)
     {
-        text += fmt::format("{}\n{}\n{}\n{}\n{}\n{}\n{}\n", disk.DisplayName(), disk.serial, disk.bay,
-                            disk.attached, disk.unitName, disk.health.alarm, disk.health.message);
+        text +=
+            fmt::format("{}\n{}\n{}\n{}\n{}\n{}\n{}\n{}\n", disk.DisplayName(), disk.serial, disk.bay,
+                        disk.attached, disk.unitName, disk.hotSpare, disk.health.alarm, disk.health.message);
     }
     text += picture.controller ? picture.controller->name + picture.controller->serial + "\n" : "";
-    for (const VolumePicture& volume : picture.volumes)
+    for (const RaidVolume& row : MakeRaidPicture(picture).volumes)
     {
-        text += fmt::format("{}\n{}\n{}\n", volume.name, volume.type, volume.health.alarm);
+        // What it is busy with, but not how far it is.
+        text += fmt::format("{}\n{}\n{}\n{}\n{}\n", row.volume->name, row.volume->type,
+                            row.volume->health.alarm, row.state, row.task ? row.task->name : "");
     }
     text += picture.chip.name + "\n";
     for (const SensorPicture& sensor : picture.sensors)

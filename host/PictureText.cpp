@@ -52,6 +52,20 @@ std::string SelfTestPart(const DiskPicture& disk)
     return text;
 }
 
+// "members 64:0 64:1"; a disk in alarm has its reason behind it. Empty for no disks.
+std::string ListBays(const char* title, const std::vector<const DiskPicture*>& disks)
+{
+    std::string text = disks.empty() ? "" : title;
+    for (const DiskPicture* disk : disks)
+    {
+        const bool isForeign = !disk->health.alarm && !disk->hotSpare && disk->unitName == "Foreign";
+        text += " " + SafeText(BayName(*disk));
+        text += disk->health.alarm ? " (" + SafeText(disk->health.message) + ")" : "";
+        text += isForeign ? " (Foreign)" : "";
+    }
+    return text;
+}
+
 std::size_t Widest(const std::vector<DiskRow>& rows, std::string DiskRow::*member, std::size_t from,
                    std::size_t to)
 {
@@ -161,8 +175,11 @@ DiskRow DescribeDisk(const DiskPicture& disk)
     row.attached = disk.attached;
     row.state = HealthText(disk.health);
     AddPart(row.state, disk.attached ? "" : "missing");
-    AddPart(row.state, disk.unitName.empty() ? "" : "in " + SafeText(disk.unitName));
-    AddPart(row.state, disk.hotSpare ? "hot spare" : "");
+    // A disk in good health says by itself that it is a spare.
+    const bool saysSpare = disk.health.message.find("hotspare") != std::string::npos;
+    AddPart(row.state, disk.hotSpare && !saysSpare ? "hot spare" : "");
+    AddPart(row.state,
+            disk.unitName.empty() ? "" : (disk.hotSpare ? "of " : "in ") + SafeText(disk.unitName));
     AddPart(row.state, disk.prepStatus && *disk.prepStatus != 0 ? PrepText(*disk.prepStatus) : "");
     AddPart(row.state, SelfTestPart(disk));
     if (row.state.empty())
@@ -220,13 +237,31 @@ std::string DescribeChip(const Picture& picture)
     return text;
 }
 
-std::string DescribeVolume(const VolumePicture& volume)
+std::string DescribeVolume(const RaidVolume& row)
 {
+    const VolumePicture& volume = *row.volume;
     std::string text =
         fmt::format("{} {} {} GB", SafeText(volume.name), SafeText(volume.type), volume.sizeGB);
     AddPart(text, HealthText(volume.health));
     AddPart(text, volume.prepStatus && *volume.prepStatus != 0 ? PrepText(*volume.prepStatus) : "");
+    AddPart(text, ListBays("members", row.members));
+    AddPart(text, ListBays("spares", row.spares));
     return text;
+}
+
+std::string DescribeLooseDisks(const RaidPicture& raid)
+{
+    std::string text = ListBays("free", raid.freeDisks);
+    AddPart(text, ListBays("global spares", raid.globalSpares));
+    AddPart(text, ListBays("unusable", raid.unusableDisks));
+    return text;
+}
+
+std::string ProgressBar(int percent)
+{
+    constexpr int kCells = 20;
+    const auto full = static_cast<std::size_t>(percent * kCells / 100);
+    return "[" + std::string(full, '#') + std::string(kCells - full, '-') + "]";
 }
 
 std::string DescribeController(const ControllerPicture& controller)
@@ -287,9 +322,14 @@ std::string DeviceText(const Picture& picture)
     {
         text += "controller: " + DescribeController(*picture.controller) + "\n";
     }
-    for (const VolumePicture& volume : picture.volumes)
+    const RaidPicture raid = MakeRaidPicture(picture);
+    for (const RaidVolume& row : raid.volumes)
     {
-        text += "volume: " + DescribeVolume(volume) + "\n";
+        text += "volume: " + DescribeVolume(row) + "\n";
+    }
+    if (const std::string loose = DescribeLooseDisks(raid); !loose.empty())
+    {
+        text += "disks: " + loose + "\n";
     }
     if (const std::string chip = DescribeChip(picture); !chip.empty())
     {

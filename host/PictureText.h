@@ -3,6 +3,7 @@
 
 #include "host/Picture.h"
 #include "host/PictureMerge.h"
+#include "host/RaidPicture.h"
 
 #include <string>
 
@@ -31,8 +32,14 @@ std::string DescribeReading(const SensorPicture& sensor);
 
 // The board's chip and watchdog: "NAME, watchdog 40 s: pinged 1 s ago, 39 s left"; empty without a chip.
 std::string DescribeChip(const Picture& picture);
-std::string DescribeVolume(const VolumePicture& volume);
 std::string DescribeController(const ControllerPicture& controller);
+
+// A volume with its members and spares by bay: "/c0/v1 RAID5 29807 GB, Optl, members 64:0 64:1 64:2".
+std::string DescribeVolume(const RaidVolume& row);
+// The disks behind the controller that belong to no volume; empty when there are none.
+std::string DescribeLooseDisks(const RaidPicture& raid);
+// "[######--------]"
+std::string ProgressBar(int percent);
 
 // "smartctl 7.4, tqselftest 2.1" of all modules, with the module's own name and version first.
 std::string DescribeModules(const Picture& picture);

@@ -172,15 +172,30 @@ ControlCommand Prep(const Words& words, const Picture& picture)
                                                  : Error("there is no disk or volume " + words[1]);
 }
 
+// What the plug-in would refuse is refused here: a refused request keeps it from scanning until the next
+// change.
 ControlCommand HotSpare(const Words& words, const Picture& picture)
 {
-    if (words[2] != "on" && words[2] != "off")
+    const bool on = words[2] == "on";
+    if (!on && words[2] != "off")
     {
         return Error("hotspare wants on or off");
     }
-    return picture.FindDisk(words[1]) != nullptr
-               ? Config(DiskElement(words[1], words[2] == "on" ? R"( Hotspare="1")" : R"( Hotspare="0")"))
-               : UnknownDisk(words[1]);
+    const DiskPicture* const disk = picture.FindDisk(words[1]);
+    if (disk == nullptr)
+    {
+        return UnknownDisk(words[1]);
+    }
+    if (disk->hotSpare == on)
+    {
+        return Error(words[1] + (on ? " is a hot spare already" : " is no hot spare"));
+    }
+    if (!disk->canConfigureHotSpare)
+    {
+        return Error(words[1] + " cannot be made a hot spare or released: it is no free disk, or there is no "
+                                "data volume");
+    }
+    return Config(DiskElement(words[1], on ? R"( Hotspare="1")" : R"( Hotspare="0")"));
 }
 
 ControlCommand Schedule(const Words& words, const Picture& /*picture*/)

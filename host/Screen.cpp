@@ -184,10 +184,7 @@ private:
         {
             AddPlain(DescribeController(*m_state.picture.controller));
         }
-        for (const VolumePicture& volume : m_state.picture.volumes)
-        {
-            AddPlain(DescribeVolume(volume), volume.health.alarm ? kRed : "");
-        }
+        AddVolumes();
     }
 
     void AddBoard()
@@ -232,6 +229,25 @@ private:
         if (at < calm.size())
         {
             AddPlain(fmt::format("... and {} more", calm.size() - at), kDim);
+        }
+    }
+
+    void AddVolumes()
+    {
+        const RaidPicture raid = MakeRaidPicture(m_state.picture);
+        for (const RaidVolume& row : raid.volumes)
+        {
+            CScreenLine line = Line();
+            if (row.task)
+            {
+                line.Add(ProgressBar(row.task->percent) + " ", kYellow);
+            }
+            line.Add(DescribeVolume(row), row.volume->health.alarm ? kRed : "");
+            m_lines.push_back(line.Text());
+        }
+        if (const std::string loose = DescribeLooseDisks(raid); !loose.empty())
+        {
+            AddPlain(loose);
         }
     }
 

@@ -26,6 +26,8 @@ Picture Appliance()
         picture.disks.emplace_back();
         picture.disks.back().name = name;
     }
+    picture.disks[0].canConfigureHotSpare = true;
+    picture.disks[0].hotSpare = true;
     picture.volumes.emplace_back();
     picture.volumes.back().name = "DATA";
     return picture;
@@ -90,12 +92,28 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ControlLine, WhatIsWrongIsRefused)
 {
-    for (const char* line :
-         {"", "reboot", "refresh now", "threshold /dev/sda 50 5", "threshold /dev/sda 5 x",
-          "threshold /dev/sdz 5 50", "test medium", "test short /dev/sdz", "prep /dev/sdz",
-          "hotspare /dev/sda maybe", "set-schedule short someday 1:00", "set-schedule short mon, 1:00",
-          "set-schedule stop mon 1:00", "set-schedule report mon 1:00", "set-schedule short 128 1:00",
-          "set-schedule short mon 24:00", "set-schedule short mon 1:60", "set-schedule short mon 86400"})
+    for (const char* line : {"",
+                             "reboot",
+                             "refresh now",
+                             "threshold /dev/sda 50 5",
+                             "threshold /dev/sda 5 x",
+                             "threshold /dev/sdz 5 50",
+                             "test medium",
+                             "test short /dev/sdz",
+                             "prep /dev/sdz",
+                             "hotspare /dev/sda maybe",
+                             "hotspare /dev/sda on",
+                             R"(hotspare "a \"b\" <&>" on)",
+                             R"(hotspare "a \"b\" <&>" off)",
+                             "hotspare /dev/sdz on",
+                             "set-schedule short someday 1:00",
+                             "set-schedule short mon, 1:00",
+                             "set-schedule stop mon 1:00",
+                             "set-schedule report mon 1:00",
+                             "set-schedule short 128 1:00",
+                             "set-schedule short mon 24:00",
+                             "set-schedule short mon 1:60",
+                             "set-schedule short mon 86400"})
     {
         const ControlCommand command = ParseControl(SplitControlLine(line), Appliance());
         EXPECT_EQ(command.kind, ControlKind::Error) << line;

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <numeric>
 #include <sstream>
+#include <stdexcept>
 
 using namespace std::chrono_literals;
 using nlohmann::json;
@@ -210,6 +211,64 @@ TEST(Storcli, SparesAreSetAndReleased)
     EXPECT_EQ(Status(*late, "/c0/e64/s4 add hotsparedrive dgs=0 J", 210s).at("Status"), "Success");
     EXPECT_EQ(Volume(*late, 1, 220s), "Dgrd/Rebuild (10%)");
 }
+
+// Nobody answers the scenario's requests here, so the volume that its later lines speak of never comes.
+TEST(RaidScenarios, PlayToTheirEndWithWhateverTheHostMakesOfIt)
+{
+    for (const char* preset : {"lsi", "adaptec"})
+    {
+        sim::CAppliance appliance(preset, std::nullopt);
+        appliance.Advance(1h);
+        EXPECT_TRUE(appliance.IsOver()) << preset;
+        EXPECT_THAT(appliance.TakeRequests(), testing::AllOf(testing::Contains("prep \"New Data Array\""),
+                                                             testing::Contains("refresh")));
+    }
+}
+
+struct ScenarioCase
+{
+    const char* name;
+    const char* preset;
+    const char* line;
+    const char* error;
+};
+
+constexpr auto kScenarioCases = std::to_array<ScenarioCase>({
+    {"NoSuchDrive", "lsi", "disk 64:11 fail", "no drive 64:11"},
+    {"NoSuchDriveToPull", "lsi", "disk 64:11 pull", "no 64:11"},
+    {"DriveOfNoController", "plain", "disk 64:1 fail", "no drive 64:1"},
+    {"NoController", "plain", "raid check 0", "no RAID controller"},
+    {"NoControllerToPrepare", "plain", "raidprep fails mounting", "no RAID controller"},
+    {"RefusingScript", "lsi", "tool sysinfo refuse", "asks no controller"},
+    {"PlainDiskFails", "lsi", "disk /dev/sda fail", "found \"fail\""},
+});
+
+class RaidScenario : public testing::TestWithParam<ScenarioCase>
+{
+};
+
+TEST_P(RaidScenario, IsRefusedWithItsReason)
+{
+    std::string error;
+    const auto scenario = sim::ParseScenario(std::string("at 1s ") + GetParam().line, error);
+    try
+    {
+        ASSERT_TRUE(scenario || !error.empty());
+        if (scenario)
+        {
+            sim::CAppliance appliance(GetParam().preset, scenario);
+            FAIL() << "accepted";
+        }
+    }
+    catch (const std::invalid_argument& problem)
+    {
+        error = problem.what();
+    }
+    EXPECT_THAT(error, HasSubstr(GetParam().error));
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, RaidScenario, testing::ValuesIn(kScenarioCases),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 // What real answers are like, and a reader may stumble over.
 TEST(Storcli, FormsOfTheAnswers)
