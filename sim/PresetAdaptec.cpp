@@ -86,8 +86,8 @@ constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
 <HwMonitor/>
 )";
 
-// Eight minutes: a preparation with two stumbles, a member lost without a spare, another with one. A step of a
-// preparation is looked at half a minute after it has come to its end.
+// Eight minutes: a preparation with two stumbles, a member lost without a spare, another with one. A step of
+// a preparation is looked at half a minute after it has come to its end.
 constexpr const char* kScenario = R"(
 at 0s    note the system's mirror and five free disks; the chassis description asks for RAID 6
 at 0s    raid rebuilds-take 45s

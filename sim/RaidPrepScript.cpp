@@ -28,29 +28,45 @@ std::optional<PrepFault> TakeFault(Machine& machine)
 class CStages
 {
 public:
-    CStages(std::optional<PrepFault> fault, ToolAnswer& answer) : m_fault(fault), m_answer(answer) {}
+    CStages(Machine& machine, std::optional<PrepFault> fault, SimTime start, ToolAnswer& answer)
+        : m_machine(machine),
+          m_fault(fault),
+          m_start(start),
+          m_answer(answer)
+    {
+    }
 
     // False when the stage fails: the script then ends with `word` as its last line.
     bool Run(const std::string& line, std::chrono::milliseconds length, PrepFault fault, const char* word)
     {
+        Tell(line);
         m_answer.standardOutput += line + "\n";
         m_answer.duration += length;
         if (m_fault != fault)
         {
             return true;
         }
+        Tell(word);
         m_answer.standardOutput += std::string(word) + "\n";
         m_answer.standardError = "scripts/raidprep.sh: the command failed\n";
         m_answer.exitCode = 1;
         return false;
     }
 
+    // A line for the screen at the moment the script has come to.
+    void Tell(const std::string& line)
+    {
+        m_machine.notes.emplace(m_start + m_answer.duration, "raidprep.sh: " + line);
+    }
+
 private:
+    Machine& m_machine;
     const std::optional<PrepFault> m_fault;
+    const SimTime m_start;
     ToolAnswer& m_answer;
 };
 
-bool Prepare(RaidArray& volume, const std::string& mountPath, CStages stages)
+bool Prepare(RaidArray& volume, const std::string& mountPath, CStages& stages)
 {
     const std::string partition = volume.osDevice + "1";
     if (!volume.isPartitioned && !stages.Run("partitioning " + volume.osDevice, kPartitionDuration,
@@ -75,7 +91,7 @@ bool Prepare(RaidArray& volume, const std::string& mountPath, CStages stages)
 }
 } // namespace
 
-ToolAnswer AnswerRaidPrepScript(Machine& machine, const std::vector<std::string>&, SimTime)
+ToolAnswer AnswerRaidPrepScript(Machine& machine, const std::vector<std::string>&, SimTime now)
 {
     ToolAnswer answer{.standardOutput = {}, .duration = kLookDuration};
     const auto fault = TakeFault(machine);
@@ -86,8 +102,10 @@ ToolAnswer AnswerRaidPrepScript(Machine& machine, const std::vector<std::string>
         answer.exitCode = 1;
         return answer;
     }
-    if (Prepare(*volume, machine.raid.Spec().dataMountPath, CStages(fault, answer)))
+    CStages stages(machine, fault, now, answer);
+    if (Prepare(*volume, machine.raid.Spec().dataMountPath, stages))
     {
+        stages.Tell("done");
         answer.standardOutput += "done\n";
     }
     return answer;

@@ -311,7 +311,7 @@ Subject FindSubject(const Machine& machine, const std::string& device, const std
     }
     const CSimDisk* const disk = device.starts_with('/') ? machine.FindDisk(device) : nullptr;
     Subject subject{.disk = disk, .problem = CheckOpen(disk, device, type)};
-    if (subject.problem.exitStatus == 0)
+    if (disk != nullptr && subject.problem.exitStatus == 0)
     {
         subject.name = PlainName(disk->Spec());
     }
