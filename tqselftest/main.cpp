@@ -22,6 +22,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -53,10 +55,18 @@ std::string Joined(const std::vector<std::string>& words)
     return text;
 }
 
-std::vector<ProgramResult> RunTraced(const std::vector<std::vector<std::string>>& commands)
+// For the whole run of the tool: hosts give a query two minutes, and a tool that they kill has reported
+// nothing.
+constexpr std::chrono::seconds kTotal{100};
+
+std::vector<ProgramResult> RunWithin(std::chrono::steady_clock::time_point end,
+                                     const std::vector<std::vector<std::string>>& commands, bool trace)
 {
-    auto results = RunPrograms(commands, {});
-    for (std::size_t index = 0; index < commands.size(); ++index)
+    ProgramLimits limits;
+    const auto left = std::chrono::floor<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    limits.all = std::min(limits.all, left);
+    auto results = RunPrograms(commands, limits);
+    for (std::size_t index = 0; trace && index < commands.size(); ++index)
     {
         const ProgramResult& result = results[index];
         Trace(Joined(commands[index]) + ": " +
@@ -82,8 +92,10 @@ int main(int argc, char** argv)
         std::puts("tqselftest: " TQSELFTEST_VERSION);
         return kDone;
     }
-    const Runner plain = [](const auto& commands) { return RunPrograms(commands, {}); };
-    const Outcome outcome = Execute(line, FindSmartctl(), line.trace ? Runner(&RunTraced) : plain);
+    const auto end = std::chrono::steady_clock::now() + kTotal;
+    const Runner run = [end, trace = line.trace](const auto& commands)
+    { return RunWithin(end, commands, trace); };
+    const Outcome outcome = Execute(line, FindSmartctl(), run);
     for (const std::string& message : outcome.messages)
     {
         std::fprintf(stderr, "tqselftest: %s\n", message.c_str());
