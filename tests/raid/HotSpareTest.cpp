@@ -1,4 +1,5 @@
 #include "frame/Log.h"
+#include "frame/Text.h"
 #include "raid/LsiController.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/StorcliTexts.h"
@@ -8,147 +9,77 @@
 
 namespace
 {
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-constexpr const char* kName = "/c0/e252/s0";
-const CFakeHost::Arguments kAddGlobal{"storcli", kName, "add", "hotsparedrive", "J"};
-const CFakeHost::Arguments kAddDedicated{"storcli", kName, "add", "hotsparedrive", "dgs=1", "J"};
-const CFakeHost::Arguments kDelete{"storcli", kName, "delete", "hotsparedrive", "J"};
-const storcli::Volume kMirror{};
-const storcli::Volume kData{.ids = "1/4", .type = "RAID6"};
+enum class Outcome
+{
+    Done,
+    Refused,
+    NotStarted,
+};
 
 struct HotSpareCase
 {
     const char* name;
-    std::vector<storcli::Volume> volumes;
-    const char* state; // of the disk: free or a spare
+    const char* volumes; // a mirror "1", a data volume "6"
+    const char* state;   // of the disk, which is in no unit
     bool enable;
-    CFakeHost::Arguments command; // expected, none when empty
-    const char* answer;           // "" when it cannot be started
-    const char* line;
-    bool attempted;
-    const char* after; // kind, error, unit
+    Outcome outcome;
+    const char* command; // behind the disk's name, without the final "J"; empty: none is started
+    const char* line;    // behind "HOTSPARE: ", D stands for the disk
+    const char* after;   // kind, error, unit
 };
 
-const std::string kDone = storcli::Success("");
-const std::string kRefused = storcli::Failure();
+using enum Outcome;
 
-const std::vector<HotSpareCase> kCases{
-    {"DedicatedWithAMirror",
-     {kMirror, kData},
-     "UGood",
-     true,
-     kAddDedicated,
-     kDone.c_str(),
-     "HOTSPARE: dedicated /c0/e252/s0 to /c0/v4",
-     true,
-     "1 0 /c0/v4"},
-    {"GlobalWithoutAMirror",
-     {kData},
-     "UGood",
-     true,
-     kAddGlobal,
-     kDone.c_str(),
-     "HOTSPARE: dedicated /c0/e252/s0 to global",
-     true,
-     "2 0 "},
-    {"DedicatedRefused",
-     {kMirror, kData},
-     "UGood",
-     true,
-     kAddDedicated,
-     kRefused.c_str(),
-     "HOTSPARE: storcli error Failure",
-     true,
-     "0 1 "},
-    {"DedicatedNotStarted",
-     {kMirror, kData},
-     "UGood",
-     true,
-     kAddDedicated,
-     "",
-     "HOTSPARE: storcli ExecuteAddHotspare /c0/e252/s0 (DG 1) IPC failed",
-     true,
-     "0 1 "},
-    {"GlobalNotStarted",
-     {kData},
-     "UGood",
-     true,
-     kAddGlobal,
-     "",
-     "HOTSPARE: storcli ExecuteAddHotspare /c0/e252/s0 (global) IPC failed",
-     true,
-     "0 1 "},
-    {"Released",
-     {kData},
-     "GHS",
-     false,
-     kDelete,
-     kDone.c_str(),
-     "HOTSPARE: disabled /c0/e252/s0",
-     true,
-     "0 0 "},
-    {"ReleaseRefused",
-     {kData},
-     "DHS",
-     false,
-     kDelete,
-     kRefused.c_str(),
-     "HOTSPARE: storcli error Failure",
-     true,
-     "1 2 "},
-    {"ReleaseNotStarted",
-     {kData},
-     "DHS",
-     false,
-     kDelete,
-     "",
-     "HOTSPARE: storcli ExecuteDeleteHotspare /c0/e252/s0 IPC failed",
-     true,
-     "1 2 "},
-    {"AlreadyASpare",
-     {kData},
-     "HSP",
-     true,
-     {},
-     "",
-     "HOTSPARE: enable /c0/e252/s0 ignored - already enabled or disabled",
-     false,
-     "3 0 "},
-    {"AlreadyNone",
-     {kData},
-     "UGood",
-     false,
-     {},
-     "",
-     "HOTSPARE: disable /c0/e252/s0 ignored - already enabled or disabled",
-     false,
-     "0 0 "},
-    {"NoDataVolume",
-     {kMirror},
-     "UGood",
-     true,
-     {},
-     "",
-     "HOTSPARE: enable /c0/e252/s0 ignored - disk may not be changed",
-     false,
-     "0 0 "},
-};
+// clang-format off
+constexpr auto kCases = std::to_array<HotSpareCase>({
+    {"Dedicated", "16", "UGood", true, Done, "add hotsparedrive dgs=1", "dedicated D to /c0/v4", "1 0 /c0/v4"},
+    {"Global", "6", "UGood", true, Done, "add hotsparedrive", "dedicated D to global", "2 0 "},
+    {"Refused", "16", "UGood", true, Refused, "add hotsparedrive dgs=1", "storcli error Failure", "0 1 "},
+    {"DedicatedNotStarted", "16", "UGood", true, NotStarted, "add hotsparedrive dgs=1",
+     "storcli ExecuteAddHotspare D (DG 1) IPC failed", "0 1 "},
+    {"GlobalNotStarted", "6", "UGood", true, NotStarted, "add hotsparedrive",
+     "storcli ExecuteAddHotspare D (global) IPC failed", "0 1 "},
+    {"Released", "6", "GHS", false, Done, "delete hotsparedrive", "disabled D", "0 0 "},
+    {"ReleaseRefused", "6", "DHS", false, Refused, "delete hotsparedrive", "storcli error Failure", "1 2 "},
+    {"ReleaseNotStarted", "6", "DHS", false, NotStarted, "delete hotsparedrive",
+     "storcli ExecuteDeleteHotspare D IPC failed", "1 2 "},
+    {"UnsupportedGlobalReleased", "16", "GHS", false, Done, "delete hotsparedrive", "disabled D", "0 0 "},
+    {"AlreadyASpare", "6", "HSP", true, Done, "", "enable D ignored - already enabled or disabled", "3 0 "},
+    {"AlreadyASpareBesideAMirror", "16", "HSP", true, Done, "", "enable D ignored - already enabled or disabled", "3 3 "},
+    {"AlreadyNone", "6", "UGood", false, Done, "", "disable D ignored - already enabled or disabled", "0 0 "},
+    {"NoDataVolume", "1", "UGood", true, Done, "", "enable D ignored - disk may not be changed", "0 0 "},
+});
+// clang-format on
 
 class HotSpare : public testing::TestWithParam<HotSpareCase>
 {
 protected:
-    void Refresh(const std::vector<storcli::Volume>& volumes, const storcli::Drive& drive)
+    void Refresh(std::string_view volumes, const storcli::Drive& drive)
     {
+        std::vector<storcli::Volume> list;
+        for (const char level : volumes)
+        {
+            list.push_back(level == '1' ? storcli::Volume{} : storcli::Volume{.ids = "1/4", .type = "RAID6"});
+        }
         m_host.OnProgram(storcli::kController, {.output = storcli::Controller({drive})});
         m_host.OnProgram(storcli::kEnclosures, {.output = storcli::Enclosures()});
-        m_host.OnProgram(storcli::kVolumes, {.output = storcli::Volumes(volumes)});
+        m_host.OnProgram(storcli::kVolumes, {.output = storcli::Volumes(list)});
         m_host.OnProgram(storcli::kDisks, {.output = storcli::Disks({drive})});
         m_controller->RefreshController();
         m_disk = m_controller->RefreshDisks().at(0);
         m_disk->UpdateHotSpareCapability();
         m_host.Forget();
+    }
+
+    // The last line, D for the disk. The link logs a line of its own when a program does not start.
+    std::string LastLine()
+    {
+        std::string line = m_host.LogTexts().back();
+        if (const auto name = line.find(m_disk->m_name); name != std::string::npos)
+        {
+            line.replace(name, m_disk->m_name.size(), "D");
+        }
+        return line;
     }
 
     CFakeHost m_host;
@@ -161,53 +92,41 @@ TEST_P(HotSpare, RequestIsBookedOrRefused)
 {
     const HotSpareCase& row = GetParam();
     Refresh(row.volumes, {.state = row.state, .dg = "\"-\""});
-    if (*row.answer != '\0')
-    {
-        m_host.OnProgram(row.command, {.output = row.answer});
-    }
-    EXPECT_EQ(m_disk->SetHotSpare(row.enable) != 0, row.attempted);
-    ASSERT_FALSE(m_host.LogTexts(LogWarning).empty());
-    EXPECT_EQ(m_host.LogTexts(LogWarning).back(),
-              row.line); // behind the link's own when the tool did not start
+    m_host.SetProgramHook(
+        [outcome = row.outcome](const CFakeHost::Arguments& /*asked*/)
+        {
+            return std::optional(outcome == NotStarted
+                                     ? CFakeHost::Answer{.startError = 2}
+                                     : CFakeHost::Answer{.output = outcome == Done ? storcli::Success("")
+                                                                                   : storcli::Failure()});
+        });
+    const std::string command(row.command);
+    EXPECT_EQ(m_disk->SetHotSpare(row.enable) != 0, !command.empty());
+    EXPECT_EQ(LastLine(), std::string("HOTSPARE: ") + row.line);
     EXPECT_EQ(std::to_string(static_cast<int>(m_disk->m_hotSpare)) + " " +
                   std::to_string(m_disk->m_hotSpareError) + " " + m_disk->m_unitName,
               row.after);
-    if (row.command.empty())
+    std::string started;
+    for (const CFakeHost::Arguments& program : m_host.Programs())
     {
-        EXPECT_THAT(m_host.Programs(), IsEmpty());
+        started += Join(program, " ");
     }
-    else
-    {
-        EXPECT_THAT(m_host.Programs(), ElementsAre(row.command));
-    }
+    EXPECT_EQ(started, command.empty() ? "" : "storcli /c0/e252/s0 " + command + " J");
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, HotSpare, testing::ValuesIn(kCases),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST_F(HotSpare, ADiskOfAUnitMayNotBeChanged)
+TEST_F(HotSpare, OfAUnitOrWithoutItsDataVolumeIsNone)
 {
-    Refresh({kData}, {.dg = "1"});
+    Refresh("6", {.dg = "1"});
     EXPECT_EQ(m_disk->SetHotSpare(true), 0);
-    EXPECT_THAT(m_host.LogTexts(),
-                ElementsAre("HOTSPARE: enable /c0/e252/s0 ignored - disk may not be changed"));
-}
+    EXPECT_EQ(LastLine(), "HOTSPARE: enable D ignored - disk may not be changed");
 
-TEST_F(HotSpare, AVolumeThatVanishedBetweenIsNoneToServe)
-{
-    Refresh({kMirror, kData}, {.state = "UGood", .dg = "\"-\""});
-    m_host.OnProgram(storcli::kVolumes, {.output = storcli::Volumes({kMirror})});
+    Refresh("16", {.state = "UGood", .dg = "\"-\""});
+    m_host.OnProgram(storcli::kVolumes, {.output = storcli::Volumes({{}})});
     m_controller->RefreshVolumes();
-    m_host.Forget();
     EXPECT_EQ(m_disk->SetHotSpare(true), 0);
-    EXPECT_THAT(m_host.LogTexts(),
-                ElementsAre("HOTSPARE: enable failed - /c0/e252/s0 invalid or no data volumes"));
-}
-
-TEST_F(HotSpare, AGlobalSpareBesideAMirrorIsReported)
-{
-    Refresh({kMirror, kData}, {.state = "GHS", .dg = "\"-\""});
-    EXPECT_TRUE(m_disk->m_canConfigureHotSpare);
-    EXPECT_EQ(m_disk->m_hotSpareError, kHotSpareUnsupportedGlobal);
+    EXPECT_EQ(LastLine(), "HOTSPARE: enable failed - D invalid or no data volumes");
 }
 } // namespace

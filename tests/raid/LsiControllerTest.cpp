@@ -194,85 +194,34 @@ TEST_F(LsiController, ReadsTheSmartTable)
     EXPECT_EQ(attributes.at(5).currentValue, 0x64U) << "the first of two";
 }
 
-TEST_F(LsiController, RunsNoMoreThanItsCommands)
-{
-    EXPECT_TRUE(m_controller->RefreshController().changed) << "the first";
-    EXPECT_THAT(Programs(), ElementsAre(kController, kEnclosures, kVolumes));
-    EXPECT_FALSE(m_controller->RefreshController().changed);
-    Programs();
-    m_controller->RefreshDisks();
-    EXPECT_THAT(Programs(), ElementsAre(kDisks, kSmart));
-    m_controller->RefreshVolumes();
-    EXPECT_THAT(Programs(), ElementsAre(kVolumes));
-
-    const auto throughSmartctl = std::make_shared<CLsiController>(true, std::make_shared<CManualClock>());
-    throughSmartctl->RefreshController();
-    Programs();
-    throughSmartctl->RefreshDisks();
-    EXPECT_THAT(Programs(), ElementsAre(kDisks));
-}
-
-TEST_F(LsiController, OnlyAnotherVolumeIsAChange)
-{
-    RefreshAll();
-    Answer(kVolumes,
-           storcli::Volumes({{.state = "Dgrd", .size = "1.0 TB"}, {.ids = "1/4", .type = "RAID5"}}));
-    EXPECT_FALSE(m_controller->RefreshController().changed);
-    Answer(kVolumes, storcli::Volumes({{}, {.ids = "2/4", .type = "RAID5"}}));
-    EXPECT_TRUE(m_controller->RefreshController().changed) << "another drive group";
-}
-
 struct FailureCase
 {
     const char* name;
-    CFakeHost::Arguments command;
+    const CFakeHost::Arguments& command;
     CFakeHost::Answer answer;
-    const char* line;
+    const char* line; // behind "Failed to refresh RAID "
 };
 
 class LsiFailure : public LsiController, public testing::WithParamInterface<FailureCase>
 {
 };
 
+const CFakeHost::Answer kNotStarted{.startError = ENOENT};
+
+// clang-format off
 const std::vector<FailureCase> kFailureCases{
-    {"ControllerNotStarted",
-     kController,
-     {.startError = ENOENT},
-     "Failed to refresh RAID controller - storcli ExecuteControllerInfo ctlr IPC failed"},
-    {"EnclosuresNotStarted",
-     kEnclosures,
-     {.startError = ENOENT},
-     "Failed to refresh RAID controller - storcli ExecuteControllerInfo encl IPC failed"},
-    {"ControllerCut",
-     kController,
-     {.output = R"({"Controllers":[{)"},
-     "Failed to refresh RAID controller - ctlr storcli invalid json"},
-    {"EnclosuresFailed",
-     kEnclosures,
-     {.output = storcli::Failure(), .exitCode = 1},
-     "Failed to refresh RAID controller - encl storcli error Failure"},
-    {"VolumesNotStarted",
-     kVolumes,
-     {.startError = EACCES},
-     "Failed to refresh RAID volumes - storcli ExecuteVolumesInfo IPC failed"},
-    {"NoVolumes",
-     kVolumes,
-     {.output = storcli::Success("")},
-     "Failed to refresh RAID volumes - storcli missing response data"},
-    {"DisksNotStarted",
-     kDisks,
-     {.startError = ENOENT},
-     "Failed to refresh RAID disks - storcli ExecuteDisksInfo IPC failed"},
-    {"DisksDied", kDisks, {.output = "{", .signal = 9}, "Failed to refresh RAID disks - storcli error 2304"},
-    {"SmartNotStarted",
-     kSmart,
-     {.startError = ENOENT},
-     "Failed to refresh RAID SMART data - storcli ExecuteDisksSmartInfo IPC failed"},
-    {"SmartPlainText",
-     kSmart,
-     {.output = "Error", .exitCode = 7},
-     "Failed to refresh RAID SMART data - storcli error 7"},
+    {"Controller", kController, kNotStarted, "controller - storcli ExecuteControllerInfo ctlr IPC failed"},
+    {"Enclosures", kEnclosures, kNotStarted, "controller - storcli ExecuteControllerInfo encl IPC failed"},
+    {"ControllerCut", kController, {.output = R"({"Controllers":[{)"}, "controller - ctlr storcli invalid json"},
+    {"EnclosuresFailed", kEnclosures, {.output = storcli::Failure()}, "controller - encl storcli error Failure"},
+    {"Volumes", kVolumes, kNotStarted, "volumes - storcli ExecuteVolumesInfo IPC failed"},
+    {"NoVolumes", kVolumes, {.output = storcli::Success("")}, "volumes - storcli missing response data"},
+    {"Disks", kDisks, kNotStarted, "disks - storcli ExecuteDisksInfo IPC failed"},
+    {"DisksKilled", kDisks, {.output = "{", .signal = 9}, "disks - storcli error 2304"},
+    {"Smart", kSmart, kNotStarted, "SMART data - storcli ExecuteDisksSmartInfo IPC failed"},
+    {"SmartPlainText", kSmart, {.output = "Error", .exitCode = 7}, "SMART data - storcli error 7"},
 };
+// clang-format on
 
 TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
 {
@@ -287,7 +236,8 @@ TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
     Answer(GetParam().command, GetParam().answer);
     pass();
     pass();
-    EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(GetParam().line));
+    const std::string line = std::string("Failed to refresh RAID ") + GetParam().line;
+    EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(line));
     EXPECT_EQ(m_controller->m_units.size(), 2U);
     EXPECT_EQ(m_controller->m_serialNumber, "SV1");
     EXPECT_EQ(m_controller->GetDiskDid("/c0/e8/s9"), "11");
@@ -300,8 +250,7 @@ TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
     EXPECT_EQ(Unit(0).empty(), !volumes) << "its state is back";
     Answer(GetParam().command, GetParam().answer);
     pass();
-    EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(GetParam().line, GetParam().line))
-        << "again after a success";
+    EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(line, line)) << "again after a success";
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, LsiFailure, testing::ValuesIn(kFailureCases),

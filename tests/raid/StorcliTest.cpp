@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string_view>
 
 namespace
 {
@@ -18,35 +19,32 @@ struct AnswerCase
     const char* name;
     int exitCode;
     const char* text;
-    const char* change; // error of a command that changes something
-    const char* query;  // error of one that needs data
+    std::string_view error; // of a query
 };
 
+constexpr std::string_view kMissingData =
+    "storcli missing response data"; // no error of a command that changes something
+
+// clang-format off
 constexpr auto kAnswerCases = std::to_array<AnswerCase>({
-    {"Empty", 0, "", "storcli invalid json", "storcli invalid json"},
-    {"PlainText", 0, "syntax error, unexpected TOKEN_UNKNOWN", "storcli invalid json",
-     "storcli invalid json"},
-    {"PlainTextAndExitCode", 255, "Killed", "storcli error 255", "storcli error 255"},
-    {"Cut", 0, R"({"Controllers":[{"Command Status":{"Status":"Success"},"Resp)", "storcli invalid json",
-     "storcli invalid json"},
-    {"NoObject", 1, "[]", "storcli missing controller", "storcli missing controller"},
-    {"NoControllers", 0, R"({"Controllers":[]})", "storcli missing controller", "storcli missing controller"},
-    {"ControllersIsNoArray", 0, R"({"Controllers":{"0":{}}})", "storcli missing controller",
-     "storcli missing controller"},
-    {"ControllerIsNoObject", 0, R"({"Controllers":["Success"]})", "storcli missing exitcode",
-     "storcli missing exitcode"},
-    {"StatusIsNoText", 0, R"({"Controllers":[{"Command Status":{"Status":0},"Response Data":{}}]})",
-     "storcli missing exitcode", "storcli missing exitcode"},
+    {"Empty", 0, "", "storcli invalid json"},
+    {"PlainText", 0, "syntax error, unexpected TOKEN_UNKNOWN", "storcli invalid json"},
+    {"PlainTextAndExitCode", 255, "Killed", "storcli error 255"},
+    {"Cut", 0, R"({"Controllers":[{"Command Status":{"Status":"Success"},"Resp)", "storcli invalid json"},
+    {"NoObject", 1, "[]", "storcli missing controller"},
+    {"NoControllers", 0, R"({"Controllers":[]})", "storcli missing controller"},
+    {"ControllersIsNoArray", 0, R"({"Controllers":{"0":{}}})", "storcli missing controller"},
+    {"ControllerIsNoObject", 0, R"({"Controllers":["Success"]})", "storcli missing exitcode"},
+    {"StatusIsNoText", 0, R"({"Controllers":[{"Command Status":{"Status":0}}]})", "storcli missing exitcode"},
     {"FailureInSpiteOfData", 0,
-     R"({"Controllers":[{"Command Status":{"Status":"Failure"},"Response Data":{}}]})",
-     "storcli error Failure", "storcli error Failure"},
-    {"NoData", 0, R"({"Controllers":[{"Command Status":{"Status":"Success","Description":"No VDs"}}]})", "",
-     "storcli missing response data"},
-    {"DataIsAnArray", 0, R"({"Controllers":[{"Command Status":{"Status":"Success"},"Response Data":[{}]}]})",
-     "", "storcli missing response data"},
+     R"({"Controllers":[{"Command Status":{"Status":"Failure"},"Response Data":{}}]})", "storcli error Failure"},
+    {"NoData", 0, R"({"Controllers":[{"Command Status":{"Status":"Success","Description":"No VDs"}}]})", kMissingData},
+    {"DataIsAnArray", 0,
+     R"({"Controllers":[{"Command Status":{"Status":"Success"},"Response Data":[{}]}]})", kMissingData},
     {"TheFirstControllerCounts", 9,
-     R"({"Controllers":[{"Command Status":{"Status":"Success"},"Response Data":{}},{}]} and more)", "", ""},
+     R"({"Controllers":[{"Command Status":{"Status":"Success"},"Response Data":{}},{}]} and more)", ""},
 });
+// clang-format on
 
 class StorcliResponse : public testing::TestWithParam<AnswerCase>
 {
@@ -54,11 +52,11 @@ class StorcliResponse : public testing::TestWithParam<AnswerCase>
 
 TEST_P(StorcliResponse, IsJudged)
 {
-    EXPECT_EQ(ParseStorcliChange(GetParam().exitCode, GetParam().text), GetParam().change);
-    EXPECT_EQ(CheckStorcliResponse(GetParam().exitCode, GetParam().text, true).error, GetParam().query);
-    EXPECT_EQ(ParseVolumesInfo(GetParam().exitCode, GetParam().text).error, GetParam().query);
-    EXPECT_EQ(ParseDisksInfo(GetParam().exitCode, GetParam().text).error, GetParam().query);
-    EXPECT_EQ(ParseDisksSmartInfo(GetParam().exitCode, GetParam().text).error, GetParam().query);
+    const auto& [name, exitCode, text, error] = GetParam();
+    EXPECT_EQ(ParseStorcliChange(exitCode, text), error == kMissingData ? "" : error);
+    EXPECT_EQ(ParseVolumesInfo(exitCode, text).error, error);
+    EXPECT_EQ(ParseDisksInfo(exitCode, text).error, error);
+    EXPECT_EQ(ParseDisksSmartInfo(exitCode, text).error, error);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, StorcliResponse, testing::ValuesIn(kAnswerCases),
