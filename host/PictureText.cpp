@@ -191,8 +191,7 @@ DiskRow DescribeDisk(const DiskPicture& disk)
 
 std::string DescribeReading(const SensorPicture& sensor)
 {
-    const std::string text =
-        fmt::format("{} {}{}", SafeText(sensor.label), sensor.value, UnitText(sensor.kind));
+    std::string text = fmt::format("{} {}{}", SafeText(sensor.label), sensor.value, UnitText(sensor.kind));
     const bool hasMin = IsLimit(sensor.min);
     const bool hasMax = IsLimit(sensor.max);
     if (hasMin && hasMax)
