@@ -161,7 +161,6 @@ const auto kFatalCases = std::to_array<FatalCase>({
                                            :
                                            : "d"(std::uint16_t{0x2E})
                                            : "eax"); }},
-    {"OtherPrivilegedInstruction", [] { asm volatile("hlt"); }},
     {"NullPointer", [] { *static_cast<volatile int*>(nullptr) = 1; }},
     {"SignalSentBySomebody", [] { raise(SIGSEGV); }},
     {"PortsReleased",
@@ -194,14 +193,13 @@ INSTANTIATE_TEST_SUITE_P(Cases, PortTrapFatal, testing::ValuesIn(kFatalCases),
 TEST(PortTrace, KeepsTheLastAccesses)
 {
     CPortTrace trace;
-    const std::size_t count = CPortTrace::kCapacity + 3;
-    for (std::size_t at = 0; at < count; ++at)
+    for (std::uint16_t at = 0; at < CPortTrace::kCapacity + 3; ++at)
     {
-        trace.Note({sim::SimTime(at), static_cast<std::uint16_t>(at), 0xFF, at % 2 == 0});
+        trace.Note({sim::SimTime(at), at, 0xFF, at % 2 == 0});
     }
-    const std::vector<PortAccess> accesses = trace.Last(count);
+    const std::vector<PortAccess> accesses = trace.Last(CPortTrace::kCapacity + 1);
     ASSERT_EQ(accesses.size(), CPortTrace::kCapacity);
     EXPECT_EQ(accesses.front(), (PortAccess{3ms, 3, 0xFF, false}));
-    EXPECT_EQ(accesses.back(), (PortAccess{sim::SimTime(count - 1), 0x4002, 0xFF, true}));
+    EXPECT_EQ(accesses.back(), (PortAccess{16386ms, 16386, 0xFF, true}));
 }
 } // namespace
