@@ -140,6 +140,12 @@ public:
         return true;
     }
 
+    bool IsClosed()
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_closed;
+    }
+
     void Close(bool closed)
     {
         const std::lock_guard lock(m_mutex);
@@ -381,5 +387,10 @@ bool HandleIpcReply(const void* frame, std::size_t length)
 void CloseIpc(bool closed)
 {
     IpcRegistry::Instance().Close(closed);
+}
+
+bool IsIpcClosed()
+{
+    return IpcRegistry::Instance().IsClosed();
 }
 } // namespace tq::ipc

@@ -120,4 +120,7 @@ bool HandleIpcReply(const void* frame, std::size_t length);
 // Ends the link for good (until the next InstallSender): running processes count as exited with status 0,
 // requests still waiting for the host's first answer as failed; all waiters are woken.
 void CloseIpc(bool closed);
+
+// Whether the link has been ended: what a tool said last may then be cut off, and says nothing.
+bool IsIpcClosed();
 } // namespace tq::ipc

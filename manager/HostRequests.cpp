@@ -77,7 +77,8 @@ bool CCorvane::ProcessStorageRequest(const TiXmlElement& storage)
         RunSelfTestCommand(*command, m_disks);
         return true;
     }
-    for (const TiXmlElement* element = storage.FirstChildElement("Disk"); element != nullptr;
+    // No further script once the end has begun: it would be cut off.
+    for (const TiXmlElement* element = storage.FirstChildElement("Disk"); element != nullptr && !m_stopped;
          element = element->NextSiblingElement("Disk"))
     {
         const std::optional<std::string> name = TextAttribute(*element, "Name");

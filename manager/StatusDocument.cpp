@@ -7,6 +7,10 @@
 
 void CCorvane::SendStatusUpdate()
 {
+    if (m_stopped)
+    {
+        return; // a tool may have been cut off on the way here, and half an answer must not become an alarm
+    }
     CXmlDocument document;
     TiXmlElement& root = StartDocument(document);
     TiXmlElement& storage = AddChild(root, "Storage");

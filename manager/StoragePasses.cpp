@@ -65,6 +65,10 @@ void CCorvane::ScanStorage()
         m_refreshing = true;
         Log(LogDebug, "ScanStorage: Refresh start");
     }
+    if (m_stopped)
+    {
+        return;
+    }
     Log(LogDebug, "ScanStorage calling UpdateStorage");
     UpdateStorage(false);
 }
@@ -104,7 +108,7 @@ void CCorvane::ScanDisks(bool thorough, DiskList& scanned, bool& scanFailed)
     {
         MergeDisks(m_controller->RefreshDisks(), scanned);
     }
-    if ((m_features & kFeatureSmartctl) == 0)
+    if ((m_features & kFeatureSmartctl) == 0 || m_stopped)
     {
         return;
     }
@@ -186,6 +190,10 @@ void CCorvane::UpdateStorage(bool full)
     if (m_controller != nullptr)
     {
         m_controller->RefreshVolumes();
+        if (m_stopped)
+        {
+            return; // the same holds for the volumes
+        }
     }
 
     const bool changed = full || changes > 0;

@@ -148,7 +148,8 @@ HotSpareResult CLsiController::ConfigureHotSpare(const std::string& diskName, bo
     if (HasRaid1Unit())
     {
         const auto volume = FindDataVolume(*m_volumes);
-        if (volume == m_volumes->end())
+        // Without a drive group the tool would make a global spare, which the mirror could take.
+        if (volume == m_volumes->end() || volume->dg == kNoDriveGroup)
         {
             return {.code = kNotAdded, .text = {}};
         }

@@ -225,6 +225,10 @@ void CController::FinishArray()
     const CreateVolumeResult created = m_prep.job->HasFailed()
                                            ? CreateVolumeResult{.text = "vol create error - IPC failed"}
                                            : FinishCreateVolume();
+    if (tq::ipc::IsIpcClosed())
+    {
+        return; // cut off by the plug-in's end: the next start finds out what became of the array
+    }
     if (created.ok)
     {
         m_prep.oldName = m_prep.name;
@@ -243,7 +247,7 @@ void CController::FinishArray()
     }
     m_prep.job.reset();
     SendRaidPrepStatus();
-    if (created.ok)
+    if (created.ok && !tq::ipc::IsIpcClosed())
     {
         Log(LogInfo, "RAIDPREP: CheckRaidPrep calling StartPrep on id [%s] oldname [%s]", m_prep.name.c_str(),
             m_prep.oldName.c_str());

@@ -16,8 +16,6 @@ ToolVersion ExecuteArcconfVersion();
 ToolVersion ParseStorcliVersion(const std::string& output);
 ToolVersion ParseArcconfVersion(const std::string& output);
 
-// A fresh controller object; null while no class of that kind is part of this version: the appliance then
-// behaves as one with the tool but without a card. On the Q series the drives' SMART data comes from
-// smartctl.
+// A fresh controller object, never null. On the Q series the drives' SMART data comes from smartctl.
 std::shared_ptr<CController> CreateLsiController(bool qSeries, std::shared_ptr<const CClock> clock);
 std::shared_ptr<CController> CreateArcController(std::shared_ptr<const CClock> clock);

@@ -35,11 +35,11 @@ StorcliControllerInfo ExecuteControllerInfo()
 {
     // Both run side by side: the controller takes seconds for either.
     const auto controller = Start({"/c0", "show", "all", "J"});
+    const auto enclosures = Start({"/c0/eall", "show", "all", "J"});
     if (controller->HasFailed())
     {
         return {.error = "storcli ExecuteControllerInfo ctlr IPC failed"};
     }
-    const auto enclosures = Start({"/c0/eall", "show", "all", "J"});
     const int controllerExitCode = tq::ipc::ExitCode(controller->WaitForExit());
     if (enclosures->HasFailed())
     {

@@ -45,9 +45,11 @@ void ReadState(std::string_view state, StorcliDisk& disk)
 
 void ReadRow(CJsonValue row, StorcliDisk& disk)
 {
-    if (const auto position = ReadEnclosureSlot(row.Member("EID:Slt").String().value_or("")))
+    // A drive outside every enclosure has a blank before the colon.
+    const std::string_view position = row.Member("EID:Slt").String().value_or("");
+    if (const std::size_t colon = position.find(':'); colon != std::string_view::npos)
     {
-        disk.slot = DecimalNumber(position->slot).value_or(disk.slot);
+        disk.slot = DecimalNumber(position.substr(colon + 1)).value_or(disk.slot);
     }
     disk.did = row.Member("DID").Int32().value_or(disk.did);
     const CJsonValue group = row.Member("DG");

@@ -269,7 +269,8 @@ void SelfTestManager::Report(const Request& request)
         return;
     }
     const auto client = RunTool({"-c", "report"}, "SELFTEST " + request.Title());
-    if (client != nullptr)
+    // Cut off by the plug-in's end it says nothing, and is no bad report to be kept either.
+    if (client != nullptr && !tq::ipc::IsIpcClosed())
     {
         TakeUpReport(client->StandardOutput(), request.nowSec);
         AbortTimedOutTests(request);

@@ -1,5 +1,6 @@
 // Storage passes with a real controller object: what they start, and what the host is told.
 #include "frame/Log.h"
+#include "host/SimTime.h"
 #include "raid/RaidTools.h"
 #include "tests/manager/ManagerRig.h"
 #include "tests/support/StorcliTexts.h"
@@ -107,6 +108,31 @@ TEST_F(LsiPasses, EachStartsWhatItNeedsAndNoMore)
         R"(<zDVR Delta="1"><Storage ID="3604480"><Disk Name="/c0/e252/s5" Hotspare="0"/></Storage></zDVR>)");
     EXPECT_THAT(Started(), IsEmpty()) << "a request that changes nothing";
 }
+
+// The end comes while the volumes are asked for, once for the controller and once for the status.
+class EndOfLsiPasses : public LsiPasses, public testing::WithParamInterface<int>
+{
+};
+
+TEST_P(EndOfLsiPasses, AQueryCutOffIsNoAlarm)
+{
+    Start();
+    m_host.Forget();
+    for (int answered = 0; answered < GetParam(); ++answered)
+    {
+        m_host.OnProgram(kVolumes, {.output = storcli::Volumes({{.ids = "1/4", .type = "RAID5"}})});
+    }
+    m_host.OnProgram(kVolumes, {.hang = true});
+    host::simtime::Advance(std::chrono::seconds(60));
+    EXPECT_TRUE(WaitUntil([this](const CFakeHost::Record&) { return m_host.HangingCount() > 0; }));
+    const std::size_t programs = m_host.Programs().size();
+    Close();
+    Join();
+    EXPECT_EQ(m_host.Programs().size(), programs);
+    EXPECT_TRUE(m_host.Documents().empty());
+    Unload();
+}
+INSTANTIATE_TEST_SUITE_P(Queries, EndOfLsiPasses, testing::Values(0, 1));
 
 TEST_F(LsiPasses, OnTheQSeriesTheToolIsNotAskedForSmartData)
 {

@@ -210,7 +210,7 @@ TEST(StorcliDisks, AbsentAndMistypedMembersLeaveTheirFieldsEmpty)
             R"("Drive Temperature":"N/A","S.M.A.R.T alert flagged by drive":"N/A"}})"));
     ASSERT_EQ(list.disks.size(), 2U);
     EXPECT_EQ(list.disks[0].name, "/c1/e8/s0");
-    EXPECT_EQ(list.disks[0].slot, -1);
+    EXPECT_EQ(list.disks[0].slot, 0);
     EXPECT_EQ(list.disks[0].did, -1);
     EXPECT_EQ(list.disks[0].dg, std::nullopt);
     EXPECT_EQ(list.disks[0].sizeGB, std::nullopt);
