@@ -78,7 +78,10 @@ SessionEnd CSession::Run(CHostCore& core)
         m_parts.control.Serve([this](const std::string& line) { return Answer(line); });
         AskForSensors();
         UpdateView();
-        CheckEnd();
+        if (!m_reset) // the next life may still have something to show
+        {
+            CheckEnd();
+        }
     }
     if (!core.Stop(kStopPatience))
     {
