@@ -88,6 +88,8 @@ struct RaidArray
     bool isFormatted = false;
     std::vector<std::string> mountPaths{};
 
+    // How many members may be missing.
+    [[nodiscard]] int Redundancy() const;
     [[nodiscard]] VolumeState State() const;
     // Of the task, 0 to 99.
     [[nodiscard]] int Percent(SimTime now) const;

@@ -1,11 +1,11 @@
 #include "sim/Storcli.h"
 
 #include "sim/Machine.h"
+#include "sim/StorcliCommand.h"
 #include "sim/StorcliReport.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <string_view>
 
@@ -22,37 +22,6 @@ constexpr std::chrono::milliseconds kCreateDuration{4'000};
 
 constexpr int kRefused = 255; // error code of most refusals, and the exit code then
 constexpr int kNoCapacity = 13;
-
-enum class Target
-{
-    Controller,
-    Enclosures,
-    Drives,
-    Volumes,
-    Volume,
-    Drive,
-    Foreign,
-    Unknown,
-};
-
-struct Command
-{
-    Target target = Target::Unknown;
-    int volume = 0;
-    const RaidDrive* drive = nullptr; // null: no such drive
-    std::string path;
-    std::vector<std::string> words; // what is to be done with it, without the closing "J"
-};
-
-using Words = std::vector<std::string>;
-
-std::optional<int> Number(std::string_view text)
-{
-    int number = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool isWhole = result.ec == std::errc() && result.ptr == text.data() + text.size();
-    return isWhole ? std::optional(number) : std::nullopt;
-}
 
 // An answer without data. `detail` is the row of the detailed status, nothing for none.
 struct Verdict
@@ -128,9 +97,9 @@ ToolAnswer Show(const std::string& description, Write write)
 }
 
 // The outcome of a change to a drive or a volume.
-ToolAnswer Changed(const Command& command, const std::string& what, const std::string& error)
+ToolAnswer Changed(const StorcliCommand& command, const std::string& what, const std::string& error)
 {
-    const bool isDrive = command.target == Target::Drive;
+    const bool isDrive = command.target == StorcliTarget::Drive;
     return Answer({.isSuccess = error.empty(),
                    .description = what + (error.empty() ? " Succeeded." : " Failed."),
                    .subjectKey = error.empty() ? ""
@@ -142,17 +111,17 @@ ToolAnswer Changed(const Command& command, const std::string& what, const std::s
                   kChangeDuration);
 }
 
-ToolAnswer ShowController(CRaidModel& raid, const Command&, SimTime now)
+ToolAnswer ShowController(CRaidModel& raid, const StorcliCommand&, SimTime now)
 {
     return Show("None", [&](CJsonWriter& json) { WriteControllerReport(json, raid, now); });
 }
 
-ToolAnswer ShowEnclosures(CRaidModel& raid, const Command&, SimTime)
+ToolAnswer ShowEnclosures(CRaidModel& raid, const StorcliCommand&, SimTime)
 {
     return Show("None", [&](CJsonWriter& json) { WriteEnclosureReport(json, raid); });
 }
 
-ToolAnswer ShowVolumes(CRaidModel& raid, const Command&, SimTime now)
+ToolAnswer ShowVolumes(CRaidModel& raid, const StorcliCommand&, SimTime now)
 {
     if (raid.Arrays().empty())
     {
@@ -166,70 +135,27 @@ bool HasDrives(const CRaidModel& raid)
     return std::ranges::any_of(raid.Drives(), [](const RaidDrive& drive) { return drive.disk.IsPresent(); });
 }
 
-ToolAnswer ShowDrives(CRaidModel& raid, const Command&, SimTime now)
+ToolAnswer ShowDrives(CRaidModel& raid, const StorcliCommand&, SimTime now)
 {
     return HasDrives(raid) ? Show("Show Drive Information Succeeded.",
                                   [&](CJsonWriter& json) { WriteDriveReport(json, raid, now); })
                            : Refuse("No drive found!");
 }
 
-ToolAnswer ShowSmart(CRaidModel& raid, const Command&, SimTime now)
+ToolAnswer ShowSmart(CRaidModel& raid, const StorcliCommand&, SimTime now)
 {
     return HasDrives(raid) ? Show("Show Drive Smart Info Succeeded.",
                                   [&](CJsonWriter& json) { WriteDriveSmart(json, raid, now); })
                            : Refuse("No drive found!");
 }
 
-// "64:0,64:1" and ranges of slots, "64:0-3".
-std::optional<std::vector<std::string>> DriveList(std::string_view text)
-{
-    std::vector<std::string> names;
-    while (!text.empty())
-    {
-        const std::size_t comma = std::min(text.find(','), text.size());
-        const std::string_view item = text.substr(0, comma);
-        text.remove_prefix(std::min(comma + 1, text.size()));
-        const std::size_t colon = item.find(':');
-        const std::size_t dash = std::min(item.find('-'), item.size());
-        if (colon == std::string_view::npos || colon > dash)
-        {
-            return std::nullopt;
-        }
-        const auto first = Number(item.substr(colon + 1, dash - colon - 1));
-        const auto last = dash < item.size() ? Number(item.substr(dash + 1)) : first;
-        constexpr int kMostSlots = 64;
-        if (!first || !last || *last < *first || *last - *first >= kMostSlots)
-        {
-            return std::nullopt;
-        }
-        for (int slot = *first; slot <= *last; ++slot)
-        {
-            names.push_back(std::string(item.substr(0, colon + 1)) + std::to_string(slot));
-        }
-    }
-    return names;
-}
-
-// The value of "key=value" among the words, "" when it is not there.
-std::string Value(const Words& words, std::string_view key)
-{
-    for (const std::string& word : words)
-    {
-        if (word.starts_with(key) && word.size() > key.size() && word[key.size()] == '=')
-        {
-            return word.substr(key.size() + 1);
-        }
-    }
-    return "";
-}
-
 // "add vd r5 drives=64:0,64:1,64:2 strip=256"
-ToolAnswer AddVolume(CRaidModel& raid, const Command& command, SimTime now)
+ToolAnswer AddVolume(CRaidModel& raid, const StorcliCommand& command, SimTime now)
 {
     const std::string& levelWord = command.words.size() > 2 ? command.words[2] : std::string();
     const auto level =
-        levelWord.starts_with('r') ? Number(std::string_view(levelWord).substr(1)) : std::nullopt;
-    const auto drives = DriveList(Value(command.words, "drives"));
+        levelWord.starts_with('r') ? StorcliNumber(std::string_view(levelWord).substr(1)) : std::nullopt;
+    const auto drives = StorcliDriveList(command.Value("drives"));
     if (!level || !drives)
     {
         return Refuse("syntax error");
@@ -248,28 +174,27 @@ ToolAnswer AddVolume(CRaidModel& raid, const Command& command, SimTime now)
                   kChangeDuration);
 }
 
-ToolAnswer DeleteVolume(CRaidModel& raid, const Command& command, SimTime)
+ToolAnswer DeleteVolume(CRaidModel& raid, const StorcliCommand& command, SimTime)
 {
     return Changed(command, "Delete VD", raid.Delete(command.volume));
 }
 
 // "set pdcache=off wrcache=awb"
-ToolAnswer SetCache(CRaidModel& raid, const Command& command, SimTime)
+ToolAnswer SetCache(CRaidModel& raid, const StorcliCommand& command, SimTime)
 {
-    const std::string error = raid.SetCache(command.volume, Value(command.words, "pdcache") == "off",
-                                            Value(command.words, "wrcache") == "awb");
+    const std::string error =
+        raid.SetCache(command.volume, command.Value("pdcache") == "off", command.Value("wrcache") == "awb");
     if (!error.empty())
     {
         return Changed(command, "Set VD", "Invalid VD number");
     }
-    CJsonWriter json;
     return Answer({.subjectKey = "VD", .subject = std::to_string(command.volume)}, kChangeDuration);
 }
 
-ToolAnswer AddSpare(CRaidModel& raid, const Command& command, SimTime now)
+ToolAnswer AddSpare(CRaidModel& raid, const StorcliCommand& command, SimTime now)
 {
-    const std::string group = Value(command.words, "dgs");
-    const auto number = Number(group);
+    const std::string group = command.Value("dgs");
+    const auto number = StorcliNumber(group);
     if (!group.empty() && !number)
     {
         return Refuse("syntax error");
@@ -279,14 +204,14 @@ ToolAnswer AddSpare(CRaidModel& raid, const Command& command, SimTime now)
     return Changed(command, "Add Hot Spare", error);
 }
 
-ToolAnswer DeleteSpare(CRaidModel& raid, const Command& command, SimTime)
+ToolAnswer DeleteSpare(CRaidModel& raid, const StorcliCommand& command, SimTime)
 {
     const std::string error =
         command.drive == nullptr ? "Drive not found" : raid.RemoveSpare(command.drive->spec.name);
     return Changed(command, "Delete Hot Spare", error);
 }
 
-ToolAnswer DeleteForeign(CRaidModel& raid, const Command&, SimTime)
+ToolAnswer DeleteForeign(CRaidModel& raid, const StorcliCommand&, SimTime)
 {
     int cleared = 0;
     for (const RaidDrive& drive : raid.Drives())
@@ -304,67 +229,24 @@ ToolAnswer DeleteForeign(CRaidModel& raid, const Command&, SimTime)
 
 struct CommandRow
 {
-    Target target;
+    StorcliTarget target;
     std::string_view words; // the command's first words
-    ToolAnswer (*answer)(CRaidModel& raid, const Command& command, SimTime now);
+    ToolAnswer (*answer)(CRaidModel& raid, const StorcliCommand& command, SimTime now);
 };
 
 constexpr auto kCommands = std::to_array<CommandRow>({
-    {Target::Controller, "show all", &ShowController},
-    {Target::Enclosures, "show all", &ShowEnclosures},
-    {Target::Volumes, "show all", &ShowVolumes},
-    {Target::Drives, "show all", &ShowDrives},
-    {Target::Drives, "show smart", &ShowSmart},
-    {Target::Controller, "add vd", &AddVolume},
-    {Target::Volume, "del", &DeleteVolume},
-    {Target::Volume, "set", &SetCache},
-    {Target::Drive, "add hotsparedrive", &AddSpare},
-    {Target::Drive, "delete hotsparedrive", &DeleteSpare},
-    {Target::Foreign, "del", &DeleteForeign},
+    {StorcliTarget::Controller, "show all", &ShowController},
+    {StorcliTarget::Enclosures, "show all", &ShowEnclosures},
+    {StorcliTarget::Volumes, "show all", &ShowVolumes},
+    {StorcliTarget::Drives, "show all", &ShowDrives},
+    {StorcliTarget::Drives, "show smart", &ShowSmart},
+    {StorcliTarget::Controller, "add vd", &AddVolume},
+    {StorcliTarget::Volume, "del", &DeleteVolume},
+    {StorcliTarget::Volume, "set", &SetCache},
+    {StorcliTarget::Drive, "add hotsparedrive", &AddSpare},
+    {StorcliTarget::Drive, "delete hotsparedrive", &DeleteSpare},
+    {StorcliTarget::Foreign, "del", &DeleteForeign},
 });
-
-bool BeginsWith(const Words& words, std::string_view beginning)
-{
-    std::string joined;
-    for (const std::string& word : words)
-    {
-        joined += word + " ";
-    }
-    return joined.starts_with(std::string(beginning) + " ");
-}
-
-// What follows "/c0".
-void ReadTarget(std::string_view path, const CRaidModel& raid, Command& command)
-{
-    struct Row
-    {
-        std::string_view path;
-        Target target;
-    };
-    constexpr auto kFixed = std::to_array<Row>({{"", Target::Controller},
-                                                {"/eall", Target::Enclosures},
-                                                {"/eall/sall", Target::Drives},
-                                                {"/vall", Target::Volumes},
-                                                {"/fall", Target::Foreign}});
-    const auto* row = std::ranges::find(kFixed, path, &Row::path);
-    if (row != kFixed.end())
-    {
-        command.target = row->target;
-        return;
-    }
-    if (const auto volume = path.starts_with("/v") ? Number(path.substr(2)) : std::nullopt)
-    {
-        command.target = Target::Volume;
-        command.volume = *volume;
-    }
-    if (path.starts_with("/e") && path.find("/s") != std::string_view::npos)
-    {
-        command.target = Target::Drive;
-        const auto isIt = [&](const RaidDrive& drive) { return StorcliPath(drive) == command.path; };
-        const auto drive = std::ranges::find_if(raid.Drives(), isIt);
-        command.drive = drive != raid.Drives().end() ? &*drive : nullptr;
-    }
-}
 
 ToolAnswer Version()
 {
@@ -397,19 +279,16 @@ ToolAnswer AnswerStorcli(Machine& machine, const std::vector<std::string>& argv,
                 .exitCode = kRefused,
                 .duration = kBriefly};
     }
-    Command command;
-    command.path = argv[1];
-    command.words = {argv.begin() + 2, argv.end() - 1};
-    const std::string_view path = command.path;
+    const std::string_view path = argv[1];
     if (path != "/c0" && !path.starts_with("/c0/"))
     {
         return Refuse("Controller " + std::string(path.substr(std::min<std::size_t>(2, path.size()))) +
                       " not found");
     }
-    ReadTarget(path.substr(3), machine.raid, command);
+    const StorcliCommand command = ReadStorcliCommand(argv, machine.raid);
     const auto* row = std::ranges::find_if(
         kCommands, [&command](const CommandRow& candidate)
-        { return candidate.target == command.target && BeginsWith(command.words, candidate.words); });
+        { return candidate.target == command.target && command.BeginsWith(candidate.words); });
     return row != kCommands.end() ? row->answer(machine.raid, command, now) : Refuse("syntax error");
 }
 } // namespace sim
