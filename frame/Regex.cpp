@@ -68,11 +68,21 @@ CPattern::CPattern(const std::string& pattern)
 
 CPattern::~CPattern() = default;
 
+std::optional<std::vector<std::string>> CPattern::MatchWhole(std::string_view text) const
+{
+    return Match(text, true);
+}
+
 std::optional<std::vector<std::string>> CPattern::SearchFirst(std::string_view text) const
+{
+    return Match(text, false);
+}
+
+std::optional<std::vector<std::string>> CPattern::Match(std::string_view text, bool whole) const
 {
     try
     {
-        return m_compiled != nullptr ? Run(text, m_compiled->expression, false) : std::nullopt;
+        return m_compiled != nullptr ? Run(text, m_compiled->expression, whole) : std::nullopt;
     }
     catch (const std::runtime_error&)
     {

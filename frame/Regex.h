@@ -14,7 +14,8 @@
 std::optional<std::vector<std::string>> MatchWhole(std::string_view text, const std::string& pattern);
 std::optional<std::vector<std::string>> SearchFirst(std::string_view text, const std::string& pattern);
 
-// The same search with a pattern that is compiled once: for output of many lines. Immutable; any thread.
+// The same with a pattern that is compiled once: for output of many lines, or a pattern of every storage
+// pass. Immutable; any thread.
 class CPattern
 {
 public:
@@ -23,9 +24,12 @@ public:
     CPattern(const CPattern&) = delete;
     CPattern& operator=(const CPattern&) = delete;
 
+    [[nodiscard]] std::optional<std::vector<std::string>> MatchWhole(std::string_view text) const;
     [[nodiscard]] std::optional<std::vector<std::string>> SearchFirst(std::string_view text) const;
 
 private:
+    [[nodiscard]] std::optional<std::vector<std::string>> Match(std::string_view text, bool whole) const;
+
     struct Compiled;
     std::unique_ptr<const Compiled> m_compiled; // null: did not compile, never matches
 };

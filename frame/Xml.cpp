@@ -367,11 +367,15 @@ void AdoptChild(TiXmlElement& parent, std::unique_ptr<TiXmlElement> child)
     }
 }
 
-void AddPrintedChild(TiXmlElement& parent, const std::string& nameAndAttributes)
+void AddPrintedChild(TiXmlElement& parent, std::string nameAndAttributes)
 {
-    auto node = std::make_unique<TiXmlUnknown>();
-    node->SetValue(nameAndAttributes + " /");
-    parent.LinkEndChild(node.release());
+    // The library prints what it does not understand as it stands between "<" and ">".
+    class CPrintedNode final : public TiXmlUnknown
+    {
+    public:
+        explicit CPrintedNode(std::string text) { value = std::move(text); }
+    };
+    parent.LinkEndChild(new CPrintedNode(std::move(nameAndAttributes.append(" /"))));
 }
 
 void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t value)

@@ -68,7 +68,7 @@ void AdoptChild(TiXmlElement& parent, std::unique_ptr<TiXmlElement> child);
 // Adds a childless element already in its printed form, name and attributes without the brackets. It prints
 // as an element does and is none to a search: for lists so long that a node for each attribute takes longer
 // than all else.
-void AddPrintedChild(TiXmlElement& parent, const std::string& nameAndAttributes);
+void AddPrintedChild(TiXmlElement& parent, std::string nameAndAttributes);
 
 // Sets a number beyond 32 bits, such as a time in seconds.
 void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t value);

@@ -5,6 +5,7 @@
 #include <tinyxml.h>
 
 #include <array>
+#include <atomic>
 #include <string_view>
 
 namespace
@@ -29,7 +30,10 @@ constexpr auto kEncoded = []
 class CPrinter final : public TiXmlVisitor
 {
 public:
-    explicit CPrinter(bool indented) : m_indented(indented) {}
+    CPrinter(bool indented, std::size_t expectedLength) : m_indented(indented)
+    {
+        m_text.reserve(expectedLength);
+    }
 
     bool VisitEnter(const TiXmlDocument& /*document*/) override { return true; }
     bool VisitExit(const TiXmlDocument& /*document*/) override { return true; }
@@ -161,11 +165,18 @@ private:
     std::string m_encoded;
 };
 
+// Length of the last text. The large documents of an appliance are alike, and growing to their size copies
+// them twice over; a small one after a large one gives the room back when it has been sent.
+std::atomic<std::size_t> lastLength{0};
+
 std::string Print(const CXmlDocument& document, bool indented)
 {
-    CPrinter printer(indented);
+    constexpr std::size_t kSpare = 1024;
+    CPrinter printer(indented, lastLength + kSpare);
     document.Tree().Accept(&printer);
-    return printer.TakeText();
+    std::string text = printer.TakeText();
+    lastLength = text.size();
+    return text;
 }
 } // namespace
 

@@ -25,7 +25,8 @@ std::optional<int> ToInt(const std::string& digits)
 
 std::optional<int> ParseDailyLogTime(const std::string& text)
 {
-    const auto groups = MatchWhole(text, "([0-9]+):([0-9]+) (AM|PM|am|pm).*");
+    static const CPattern kTime("([0-9]+):([0-9]+) (AM|PM|am|pm).*");
+    const auto groups = kTime.MatchWhole(text);
     if (!groups)
     {
         return std::nullopt;

@@ -8,7 +8,6 @@
 
 std::set<std::string> CController::s_okUnitStates;
 std::set<std::string> CController::s_okDiskStates;
-const std::string CController::m_foreignText = "Foreign";
 
 CController::CController(std::string name, std::set<std::string> okUnitStates,
                          std::set<std::string> okDiskStates, std::shared_ptr<const CClock> clock)

@@ -171,7 +171,7 @@ public:
 
 protected:
     // Unit name of disks that carry a foreign configuration.
-    static const std::string m_foreignText;
+    const std::string m_foreignText = "Foreign";
 
     // Takes over the tool's volume list: known units are updated, new ones appended, missing ones removed.
     void MergeVolumes(const std::vector<RaidVolume>& volumes);

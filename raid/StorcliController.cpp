@@ -28,10 +28,10 @@ void ReadTopologyRow(CJsonValue row, StorcliControllerInfo& info, Places& places
     const auto group = row.Member("DG").Int32();
     const auto array = row.Member("Arr").Int32();
     const CJsonValue type = row.Member("Type");
-    const auto level = RaidLevel(type);
-    if (group && array && level && (level == 1 || level == 5 || level == 6))
+    const std::int32_t level = RaidLevel(type).value_or(0);
+    if (group && array && (level == 1 || level == 5 || level == 6))
     {
-        info.driveGroups[*group] = *level;
+        info.driveGroups[*group] = level;
     }
     const auto did = row.Member("DID").Int32();
     const auto place = row.Member("Row").Int32();
@@ -87,7 +87,8 @@ std::int32_t NumberOfSlots(CJsonValue enclosures)
 // "Rebuild (45%)". The last number in parentheses counts.
 std::optional<RaidTask> ReadTask(std::string_view text)
 {
-    const auto groups = MatchWhole(text, R"((.*) \(([0-9]+)%?\).*)");
+    static const CPattern kTask(R"((.*) \(([0-9]+)%?\).*)");
+    const auto groups = kTask.MatchWhole(text);
     const auto percent = groups ? DecimalNumber((*groups)[2]) : std::nullopt;
     return percent ? std::optional(RaidTask{.name = (*groups)[1], .percent = *percent}) : std::nullopt;
 }

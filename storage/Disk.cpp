@@ -73,6 +73,7 @@ void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribu
     {
         return;
     }
+    constexpr std::size_t kAttributeTextSize = 400; // with short numbers; more costs another allocation
     TiXmlElement& list = AddChild(disk, "Attributes");
     std::string text;
     const auto take = [&text](std::string_view name, int value)
@@ -91,13 +92,15 @@ void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribu
         {
             continue;
         }
+        text.clear();
+        text.reserve(kAttributeTextSize);
         text = "Attribute";
         EachField(attribute, take);
         const bool limited = range && id == kTemperatureAttribute;
         take("Threshold", limited ? 1 : 0);
         take("MinThreshold", limited ? range->min : -1);
         take("MaxThreshold", limited ? range->max : -1);
-        AddPrintedChild(list, text);
+        AddPrintedChild(list, std::move(text));
     }
 }
 } // namespace

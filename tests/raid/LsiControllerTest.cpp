@@ -66,7 +66,7 @@ protected:
 
     std::vector<CFakeHost::Arguments> Programs()
     {
-        const auto programs = m_host.Programs();
+        auto programs = m_host.Programs();
         m_host.Forget();
         return programs;
     }

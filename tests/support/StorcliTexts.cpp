@@ -44,8 +44,8 @@ std::string Disks(const std::vector<Drive>& drives)
     std::string data;
     for (const Drive& drive : drives)
     {
-        data += (data.empty() ? "" : ",") + ("\"Drive " + Path(drive)) + "\":[" + Row(drive) + "]," +
-                Details(drive);
+        data.append(data.empty() ? "" : ",").append("\"Drive ").append(Path(drive)).append("\":[");
+        data.append(Row(drive)).append("],").append(Details(drive));
     }
     return Success(data);
 }
@@ -56,10 +56,11 @@ std::string Volumes(const std::vector<Volume>& volumes)
     for (const Volume& volume : volumes)
     {
         const std::string number = volume.ids.substr(volume.ids.find('/') + 1);
-        data += (data.empty() ? "" : ",") + (R"("/c0/v)" + number) + R"(":[{"DG/VD":")" + volume.ids +
-                R"(","TYPE":")" + volume.type + R"(","State":")" + volume.state + R"(","Size":")" +
-                volume.size + R"("}],"PDs for VD )" + number + R"(":[],"VD)" + number +
-                R"( Properties":{"Active Operations":")" + volume.operations + R"("})";
+        data.append(data.empty() ? "" : ",").append(R"("/c0/v)").append(number);
+        data.append(R"(":[{"DG/VD":")").append(volume.ids).append(R"(","TYPE":")").append(volume.type);
+        data.append(R"(","State":")").append(volume.state).append(R"(","Size":")").append(volume.size);
+        data.append(R"("}],"PDs for VD )").append(number).append(R"(":[],"VD)").append(number);
+        data.append(R"( Properties":{"Active Operations":")").append(volume.operations).append(R"("})");
     }
     return Success(data);
 }
