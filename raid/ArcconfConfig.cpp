@@ -19,6 +19,9 @@ constexpr std::string_view kSuccess = "Command completed successfully";
 constexpr std::int64_t kSizeUnitsPerGB = 1048576;
 constexpr std::int64_t kMBPerGB = 1024;
 
+// A longer line is none of the tool's: matching the pattern against it would take minutes.
+constexpr std::size_t kMaxLineLength = 1024;
+
 constexpr auto kErrorCounters = std::to_array<const char*>({
     "mediumErrorCount",
     "parityErrorCount",
@@ -83,11 +86,18 @@ std::optional<std::int32_t> Narrow(std::int64_t value)
     return narrow == value ? std::optional(narrow) : std::nullopt;
 }
 
+std::vector<std::string> Lines(std::string_view output)
+{
+    std::vector<std::string> lines = SplitLines(output);
+    std::erase_if(lines, [](const std::string& line) { return line.size() > kMaxLineLength; });
+    return lines;
+}
+
 Listing ParseListing(std::string_view output)
 {
     static const CPattern kLine(R"( +(Logical|Physical) ([0-9,]+) +: +(.+) \(.+, .+, ([0-9]+))");
     Listing listing;
-    for (const std::string& line : SplitLines(output))
+    for (const std::string& line : Lines(output))
     {
         const auto groups = kLine.SearchFirst(line);
         const auto sizeMB = groups ? Decimal<std::int64_t>((*groups)[4]) : std::nullopt;
@@ -107,7 +117,7 @@ Tasks ParseTasks(std::string_view output)
     static const CPattern kPercentage(R"( +[Pp]ercentage [Cc]omplete +: +([0-9]+))");
     Tasks tasks;
     std::optional<std::int32_t> drive; // whose lines these are
-    for (const std::string& line : SplitLines(output))
+    for (const std::string& line : Lines(output))
     {
         if (const auto named = kDrive.SearchFirst(line))
         {

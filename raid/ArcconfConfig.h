@@ -15,6 +15,7 @@ struct ArcDriveId
 {
     std::int32_t channel = 0;
     std::int32_t device = 0;
+    // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 takes the "0" of <=> for a pointer
     auto operator<=>(const ArcDriveId&) const = default;
 };
 
