@@ -14,7 +14,6 @@ using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 const std::string kNew = "New Data Array";
 const CFakeHost::Arguments kCreate{"create"};
@@ -154,7 +153,9 @@ TEST_F(RaidPrep, WholeLifeAsTheHostSeesIt)
     m_controller->m_cacheError = "storcli error Failure";
     EXPECT_FALSE(CheckEnded()) << "step 2 has only begun";
     EXPECT_TRUE(m_controller->IsPrepBusy());
-    EXPECT_TRUE(CheckLater());
+    m_clock->Advance(29'999ms);
+    EXPECT_FALSE(m_controller->CheckRaidPrep(false)) << "not looked at before 30 seconds";
+    EXPECT_TRUE(m_controller->CheckRaidPrep(true)) << "unless forced";
     EXPECT_EQ(Candidate(), "");
     EXPECT_FALSE(m_controller->IsPrepBusy());
     EXPECT_FALSE(CheckLater()) << "told once";
@@ -175,24 +176,10 @@ TEST_F(RaidPrep, WholeLifeAsTheHostSeesIt)
                     "25 RAIDPREP: CheckRaidPrep calling StartPrep on id [v1] oldname [New Data Array]",
                     "25 RAIDPREP: StartPrep prepping data volume with [v1] (step 2 of 2).",
                     "25 RAIDPREP: SendPrepStatus Prepping name [v1] oldname [New Data Array]",
-                    "25 RAIDPREP: one", "25 RAIDPREP: ", "25 RAIDPREP: two",
+                    "25 RAIDPREP: CheckRaidPrep busy Prepping for 29999 ms", "25 RAIDPREP: one",
+                    "25 RAIDPREP: ", "25 RAIDPREP: two",
                     "25 RAIDPREP: SendPrepStatus PrepComplete name [v1] oldname [New Data Array]",
                     "25 RAIDPREP: raidprep completed."));
-}
-
-TEST_F(RaidPrep, JobIsLeftAloneForThirtySecondsUnlessForced)
-{
-    Offer({}, {900, 900, 900});
-    m_host.OnProgram(kCreate, {});
-    m_host.OnProgram(kScript, {});
-    m_controller->StartPrep(kNew);
-    m_controller->m_prep.job->WaitForExit();
-    m_clock->Advance(29'999ms);
-    EXPECT_FALSE(m_controller->CheckRaidPrep(false));
-    EXPECT_THAT(m_host.LogTexts(25), Contains("RAIDPREP: CheckRaidPrep busy CreatingArray for 29999 ms"));
-    EXPECT_FALSE(m_controller->CheckRaidPrep(true));
-    EXPECT_EQ(Statuses(), "5 1 2 ");
-    EXPECT_TRUE(m_controller->CheckRaidPrep(true));
 }
 
 // How far it comes, and what the host is told. The errnos are those of programs that do not start.
@@ -278,7 +265,6 @@ TEST_F(RaidPrep, LostProcessIsAFailureWhateverItsStatus)
 // One look at units and drives.
 struct LookCase
 {
-    const char* name;
     std::vector<int> levels;
     std::set<std::string> mounted;
     std::vector<int> freeSizes;
@@ -292,56 +278,44 @@ const char* const kMultiple = "saw multiple data volume(s) so nothing to do";
 const char* const kMounted = "saw mounted data volume(s) so nothing to do";
 const char* const kNothing = "no unassigned disks or unmounted data volume so nothing to do";
 const char* const kResume = "status NeedsPrep, need to resume prep on v1";
+const char* const kTwo =
+    "status Invalid, 2 unconfigured disks [estimate 0 GB RAID5], 3 required, CANNOT prep";
+const char* const kFour =
+    "status NeedsArray, 4 unconfigured disks [estimate 931 GB RAID6], 4 required, can prep";
 
 const std::vector<LookCase> kLookCases{
-    {"Mounted", {1, 5}, {"v1"}, {900, 900, 900}, '5', kMounted, PrepStatus::Ok, false},
-    {"TwoUnmounted", {5, 6}, {}, {}, '5', kMultiple, PrepStatus::Ok, false},
-    {"MountedAfterUnmounted", {5, 5}, {"v1"}, {}, '5', kMultiple, PrepStatus::Ok, false},
-    {"MountedBeforeTheLevelIsLookedAt", {5}, {"v0"}, {}, '1', kMounted, PrepStatus::Ok, false},
-    {"Level1", {}, {}, {900, 900, 900}, '1', "invalid raid type '1'", PrepStatus::Invalid, true},
-    {"Unmounted", {1, 6}, {"v0"}, {900, 900, 900}, '5', kResume, PrepStatus::NeedsPrep, true},
-    {"MirrorIsNoDataVolume", {1}, {}, {}, '6', kNothing, PrepStatus::Ok, false},
-    {"TwoDisks",
-     {},
-     {},
-     {900, 900},
-     '5',
-     "status Invalid, 2 unconfigured disks [estimate 0 GB RAID5], 3 required, CANNOT prep",
-     PrepStatus::Invalid,
-     false},
-    {"FourDisks",
-     {},
-     {},
-     {1863, 1863, 931, 1863},
-     '6',
-     "status NeedsArray, 4 unconfigured disks [estimate 931 GB RAID6], 4 required, can prep",
-     PrepStatus::NeedsArray,
-     true},
+    {{1, 5}, {"v1"}, {900, 900, 900}, '5', kMounted, PrepStatus::Ok, false},
+    {{5, 6}, {}, {}, '5', kMultiple, PrepStatus::Ok, false},
+    {{5, 5}, {"v1"}, {}, '5', kMultiple, PrepStatus::Ok, false}, // the first is not mounted
+    {{5}, {"v0"}, {}, '1', kMounted, PrepStatus::Ok, false},     // before the level is looked at
+    {{}, {}, {900, 900, 900}, '1', "invalid raid type '1'", PrepStatus::Invalid, true},
+    {{1, 6}, {"v0"}, {900, 900, 900}, '5', kResume, PrepStatus::NeedsPrep, true},
+    {{1}, {}, {}, '6', kNothing, PrepStatus::Ok, false}, // a mirror is no data volume
+    {{}, {}, {900, 900}, '5', kTwo, PrepStatus::Invalid, false},
+    {{}, {}, {1863, 1863, 931, 1863}, '6', kFour, PrepStatus::NeedsArray, true},
 };
 
-class RaidPrepLook : public RaidPrep, public testing::WithParamInterface<LookCase>
+TEST_F(RaidPrep, LookDecides)
 {
-};
-
-TEST_P(RaidPrepLook, Decides)
-{
-    const LookCase& row = GetParam();
-    m_controller->m_supportsPrep = true; // as an earlier look may have left it
-    Set(row.levels, row.freeSizes);
-    m_controller->SetSupportsPrep(row.level, row.mounted);
-    EXPECT_THAT(LevelAndText(m_host), ElementsAre(std::string("25 RAIDPREP: SetSupportsPrep - ") + row.line));
-    EXPECT_EQ(m_controller->m_prep.status, row.status);
-    EXPECT_EQ(m_controller->m_supportsPrep, row.supported);
-    m_controller->SendRaidPrepStatus();
-    const bool named = row.status == PrepStatus::NeedsArray || row.status == PrepStatus::NeedsPrep;
-    EXPECT_EQ(Documents().size(), named ? 1U : 0U);
-    EXPECT_EQ(Candidate().empty(), !named);
+    for (const LookCase& row : kLookCases)
+    {
+        m_host.Forget();
+        m_controller->m_supportsPrep = true; // as an earlier look may have left it
+        m_controller->m_prep = {};
+        Set(row.levels, row.freeSizes);
+        m_controller->SetSupportsPrep(row.level, row.mounted);
+        EXPECT_THAT(LevelAndText(m_host),
+                    ElementsAre(std::string("25 RAIDPREP: SetSupportsPrep - ") + row.line));
+        EXPECT_EQ(m_controller->m_prep.status, row.status) << row.line;
+        EXPECT_EQ(m_controller->m_supportsPrep, row.supported) << row.line;
+        m_controller->SendRaidPrepStatus();
+        const bool named = row.status == PrepStatus::NeedsArray || row.status == PrepStatus::NeedsPrep;
+        EXPECT_EQ(Documents().size(), named ? 1U : 0U) << row.line;
+        EXPECT_EQ(Candidate().empty(), !named) << row.line;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, RaidPrepLook, testing::ValuesIn(kLookCases),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST_F(RaidPrep, LookForgetsAFailureButNeverTouchesARunningStep)
+TEST_F(RaidPrep, NeitherLookNorRequestTouchesARunningStep)
 {
     Offer({}, {900, 900, 900});
     m_controller->StartPrep(kNew); // no such program
@@ -356,20 +330,10 @@ TEST_F(RaidPrep, LookForgetsAFailureButNeverTouchesARunningStep)
     EXPECT_THAT(m_host.LogTexts(), ElementsAre("RAIDPREP: SetSupportsPrep - already busy so no change yet"));
     EXPECT_EQ(m_controller->m_prep.status, PrepStatus::CreatingArray);
     EXPECT_EQ(m_controller->m_prep.raidLevel, 5);
-}
-
-TEST_F(RaidPrep, RequestThatFitsNothingIsLogged)
-{
-    Offer({1, 5}, {});
     m_controller->StartPrep(kNew);
-    m_controller->m_prep.status = PrepStatus::Prepping;
-    m_controller->StartPrep("v1");
-    EXPECT_THAT(
-        LevelAndText(m_host),
-        ElementsAre(
-            "25 RAIDPREP: StartPrep status NeedsPrep volname [New Data Array] id [v1] oldname [v1] - nothing to do.",
-            "25 RAIDPREP: StartPrep status Prepping volname [v1] id [v1] oldname [v1] - nothing to do."));
-    EXPECT_THAT(m_host.Programs(), IsEmpty());
+    EXPECT_EQ(m_host.LogTexts().back(),
+              "RAIDPREP: StartPrep status CreatingArray volname [New Data Array] id [New "
+              "Data Array] oldname [] - nothing to do.");
 }
 
 class RaidConfig : public RaidPrep
