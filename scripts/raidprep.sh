@@ -18,13 +18,14 @@
 # partition gets its second name when the file system is complete.
 #
 # Settings, from the key=value file /etc/corvane/raidprep where it exists:
-#     mountpoint=/data        an absolute path without blanks
+#     mountpoint=/mnt/data    an absolute path without blanks
 #     filesystem=xfs          xfs or ext4; xfs unless its tool is missing
 #
 # Meant for tests only: RAIDPREP_ROOT stands before all paths; commands are looked up in PATH.
 
 set -u
 export LC_ALL=C
+PATH=$PATH:/usr/sbin:/sbin
 exec 2>&1
 
 root=${RAIDPREP_ROOT:-}
@@ -271,7 +272,7 @@ if (($# != 0)); then
     echo "usage: raidprep.sh"
     exit 2
 fi
-mount_point=$(setting mountpoint /data)
+mount_point=$(setting mountpoint /mnt/data)
 [[ $mount_point == /?* && $mount_point != *[[:space:]]* ]] || refuse "no usable mount point: $mount_point"
 mkdir -p "$root/run"
 exec 9>"$root/run/corvane-raidprep.lock"

@@ -104,14 +104,14 @@ format='mkfs.xfs -f -L corvane-data /dev/sdb1
 '
 name='parted -s /dev/sdb name 1 corvane-data
 '
-mount='mount -t xfs -o noatime /dev/sdb1 /data
+mount='mount -t xfs -o noatime /dev/sdb1 /mnt/data
 '
 
 test="an empty volume"
 make_box
 run 0 ''
 calls "$partition$format$name$mount"
-printf '%s\n' '/dev/sdc / ext4 defaults 0 1' 'UUID=U-1 /data xfs noatime,nofail,x-corvane-data 0 0' |
+printf '%s\n' '/dev/sdc / ext4 defaults 0 1' 'UUID=U-1 /mnt/data xfs noatime,nofail,x-corvane-data 0 0' |
     diff -u - "$root/etc/fstab" >&2 || fail "$test: fstab"
 
 test="ready before, fstab knows it"
@@ -140,8 +140,7 @@ refused "a foreign partition" "$foreign_partition; echo other >\"\$WORK/partname
 refused "a table of another kind" "$foreign_partition; TABLE=msdos"
 refused "a second partition" "$foreign_partition; cp -r \"\$root\"/sys/block/sdb/sdb{1,2}; cp -P \"\$root\"/sys/class/block/sdb{1,2}"
 refused "a partition mounted under another name" "$foreign_partition; echo '30 21 8:17 / /v rw - xfs /dev/root rw' >>\"\$root/proc/self/mountinfo\""
-refused "mounted where only the first process sees it, without its number" \
-    'echo "30 21 0:44 / /v rw shared:1 - btrfs /dev/sdb rw" >>"$root/proc/1/mountinfo"'
+refused "mounted where only the first process sees it" 'echo "30 21 0:44 / /v rw shared:1 - btrfs /dev/sdb rw" >>"$root/proc/1/mountinfo"'
 refused "something built on it" 'mkdir "$root/sys/block/sdb/holders/dm-0"'
 refused "swap space" 'echo "/dev/sdb partition 1 0 -3" >>"$root/proc/swaps"'
 refused "read-only" 'echo 1 >"$root/sys/block/sdb/ro"'
@@ -170,12 +169,16 @@ run 0 ''
 calls "$mount"
 
 # The mount point.
-test="a line of ours for a volume that is gone"
+test="settings, and a line of ours for a volume that is gone"
 make_box
-echo 'UUID=U-0 /data xfs noatime,x-corvane-data,nofail 0 0' >>"$root/etc/fstab"
+mkdir "$root/etc/corvane"
+printf 'filesystem=ext4\nmountpoint=/video' >"$root/etc/corvane/raidprep"
+echo 'UUID=U-0 /video xfs noatime,x-corvane-data,nofail 0 0' >>"$root/etc/fstab"
 run 0 ''
-grep -c /data "$root/etc/fstab" | grep -qx 1 || fail "$test: it stayed"
-for change in 'echo "UUID=U-0 /data xfs noatime 0 0" >>"$root/etc/fstab"' 'mkdir "$root/data"; touch "$root/data/x"'; do
+calls "${partition}mkfs.ext4 -q -F -L corvane-data -m 0 -T largefile4 /dev/sdb1
+$name${mount//mnt\/data/video}"
+grep -c /video "$root/etc/fstab" | grep -qx 1 || fail "$test: it stayed"
+for change in 'echo "UUID=U-0 /mnt/data xfs noatime 0 0" >>"$root/etc/fstab"' 'mkdir -p "$root/mnt/data/x"'; do
     test="a mount point that is taken: $change"
     make_box
     eval "$change"
@@ -184,12 +187,5 @@ for change in 'echo "UUID=U-0 /data xfs noatime 0 0" >>"$root/etc/fstab"' 'mkdir
     calls "$partition$format$name"
     cmp "$WORK/fstab" "$root/etc/fstab" || fail "$test: fstab was changed"
 done
-test="settings"
-make_box
-mkdir "$root/etc/corvane"
-printf 'filesystem=ext4\nmountpoint=/video' >"$root/etc/corvane/raidprep"
-run 0 ''
-calls "${partition}mkfs.ext4 -q -F -L corvane-data -m 0 -T largefile4 /dev/sdb1
-$name${mount//data/video}"
 
 exit $((failures > 0))
