@@ -269,7 +269,7 @@ print_drives()
         }
 
         # The name by which the controller tools know a volume, empty for a plain drive. MegaRAID drivers show volumes
-        # from channel 2 on, 128 to a channel; the other one on channel 0.
+        # from channel 2 on, 128 to a channel; aacraid on channel 0, one to a target; smartpqi on channel 1, one to a LUN.
         function volume_name(device, address, driver, file) {
             if (split(field[device, "hctl"], address, ":") != 4) {
                 return ""
@@ -280,6 +280,9 @@ print_drives()
             close(file)
             if (driver == "megaraid_sas" && address[2] >= 2) {
                 return "/c0/v" ((address[2] % 2) * 128 + address[3])
+            }
+            if (driver == "smartpqi" && address[2] == 1) {
+                return address[4]
             }
             return driver == "aacraid" && address[2] == 0 ? address[3] : ""
         }

@@ -39,7 +39,7 @@ run()
 make_box()
 {
     local root=$work/root
-    mkdir -p "$root"/{sys/class/dmi/id,sys/class/scsi_host/host{0,6,7},proc,etc/corvane,run/udev/data,dev/disk/by-slot,sys/block/sdl/device}
+    mkdir -p "$root"/{sys/class/dmi/id,sys/class/scsi_host/host{0,6,7,8},proc,etc/corvane,run/udev/data,dev/disk/by-slot,sys/block/sdl/device}
     echo 'Example Boards Inc.' >"$root/sys/class/dmi/id/board_vendor"
     echo 'EX-B550 rev=2  ' >"$root/sys/class/dmi/id/board_name"
     echo 'Example Firmware' >"$root/sys/class/dmi/id/bios_vendor"
@@ -47,6 +47,7 @@ make_box()
     echo ahci >"$root/sys/class/scsi_host/host0/proc_name"
     echo megaraid_sas >"$root/sys/class/scsi_host/host6/proc_name"
     echo aacraid >"$root/sys/class/scsi_host/host7/proc_name"
+    echo smartpqi >"$root/sys/class/scsi_host/host8/proc_name"
     printf 'NAME="Example"\nPRETTY_NAME="Example Linux 12 "stable""\nID=example\n' >"$root/etc/os-release"
     printf 'MemTotal:       16267340 kB\nMemFree: 1 kB\nSwapTotal:       7812500 kB\n' >"$root/proc/meminfo"
     # Two sockets, the first with two threads.
@@ -94,6 +95,8 @@ raid-volume=/c0/v128
 raid-fspath=/data/three
 raid-volume=2
 raid-fspath=/data/four
+raid-volume=5
+raid-fspath=/data/five
 END
 expect "a machine without bays" "$work/expected" "$work/picked"
 if [[ $(head -n 1 "$work/out") != drive-index=0 ]]; then
