@@ -101,7 +101,7 @@ std::vector<SensorDef> ReadSensorDefinitions(const TiXmlElement& board)
     return sensors;
 }
 
-void ReadBoardRegisters(const TiXmlElement& board, std::map<std::string, std::int32_t>& registers)
+void ReadBoardRegisters(const TiXmlElement& board, BoardRegisterMap& registers)
 {
     for (const TiXmlElement* element = board.FirstChildElement("Register"); element != nullptr;
          element = element->NextSiblingElement("Register"))

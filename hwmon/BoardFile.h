@@ -29,4 +29,4 @@ const TiXmlElement* FindBoardElement(const CXmlDocument& boardFile, std::uint32_
 std::vector<SensorDef> ReadSensorDefinitions(const TiXmlElement& board);
 
 // Named register values; a later one of the same name wins.
-void ReadBoardRegisters(const TiXmlElement& board, std::map<std::string, std::int32_t>& registers);
+void ReadBoardRegisters(const TiXmlElement& board, BoardRegisterMap& registers);

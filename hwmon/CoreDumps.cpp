@@ -15,7 +15,7 @@ constexpr const char* kScript = "scripts/config_core_pattern.sh";
 constexpr std::uint32_t kExecFlags = 0x0A;
 } // namespace
 
-void CCoreDumpSwitch::Update()
+void CCoreDumpSwitch::UpdateCoreDumps()
 {
     if (m_failed)
     {

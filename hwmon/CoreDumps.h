@@ -7,7 +7,7 @@
 class CCoreDumpSwitch
 {
 public:
-    void Update();
+    void UpdateCoreDumps();
 
 private:
     bool Switch(bool enable);

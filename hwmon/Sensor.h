@@ -3,11 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 class TiXmlElement;
+
+// Named register values of a board.
+using BoardRegisterMap = std::map<std::string, std::int32_t>;
 
 enum class SensorType
 {

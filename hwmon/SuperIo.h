@@ -141,5 +141,5 @@ private:
     const std::string m_description;
     std::string m_motherboardVendor;
     std::string m_motherboardModel;
-    std::map<std::string, std::int32_t> m_boardRegisters;
+    BoardRegisterMap m_boardRegisters;
 };

@@ -51,7 +51,7 @@ void CCorvane::SetUpTimers()
 {
     m_loops.SetWork(TimerId::Heartbeat, {.period = [] { return kHeartbeatPeriod; },
                                          .beforeRearm = SendHeartbeat,
-                                         .afterRearm = [this] { m_coreDumps.Update(); }});
+                                         .afterRearm = [this] { m_coreDumps.UpdateCoreDumps(); }});
     m_loops.SetWork(TimerId::Housekeeping, {.period = [] { return kHousekeepingPeriod; },
                                             .beforeRearm = [this] { Housekeeping(); },
                                             .afterRearm = {}});

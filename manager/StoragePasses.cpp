@@ -262,7 +262,7 @@ void CCorvane::CheckPreparation()
         }
         m_controller->SetSupportsPrep(*m_description.raidLevel, mountedUnits);
         SaveConfiguration();
-        m_controller->SendRaidPrepStatus();
+        m_controller->SendPrepStatus();
         return;
     }
     FindDrivesNeedingPrep(m_disks, m_systemInfo.drivesNeedingPrep);

@@ -148,7 +148,7 @@ public:
 
     // `level`: '5' or '6'. Decides whether a data volume can or must be prepared.
     virtual void SetSupportsPrep(char level, const std::set<std::string>& mountedUnits);
-    virtual void SendRaidPrepStatus();
+    virtual void SendPrepStatus();
     virtual void StartPrep(const std::string& volumeName);
 
     // True when a preparation has just been completed and mounts and hardware should be looked at again.

@@ -174,7 +174,7 @@ void CController::StartArray()
         Log(LogInfo, "RAIDPREP: StartPrep creating data volume with [%s] (step 1 of 2).",
             m_prep.name.c_str());
     }
-    SendRaidPrepStatus();
+    SendPrepStatus();
 }
 
 // Blocks until the script has ended.
@@ -193,7 +193,7 @@ void CController::StartScript(const std::string& volumeName)
         AdvancePrep(PrepEvent::ScriptNotStarted);
         m_prep.job.reset();
     }
-    SendRaidPrepStatus();
+    SendPrepStatus();
 }
 
 bool CController::CheckRaidPrep(bool force)
@@ -246,7 +246,7 @@ void CController::FinishArray()
         AdvancePrep(PrepEvent::ArrayFailed);
     }
     m_prep.job.reset();
-    SendRaidPrepStatus();
+    SendPrepStatus();
     if (created.ok && !tq::ipc::IsIpcClosed())
     {
         Log(LogInfo, "RAIDPREP: CheckRaidPrep calling StartPrep on id [%s] oldname [%s]", m_prep.name.c_str(),
@@ -275,7 +275,7 @@ bool CController::FinishScript()
         Log(LogInfo, "RAIDPREP: %s", line.c_str());
     }
     m_prep.job.reset();
-    SendRaidPrepStatus();
+    SendPrepStatus();
     if (m_prep.status != PrepStatus::PrepComplete)
     {
         return false;
@@ -286,7 +286,7 @@ bool CController::FinishScript()
     return true;
 }
 
-void CController::SendRaidPrepStatus()
+void CController::SendPrepStatus()
 {
     Log(LogInfo, "RAIDPREP: SendPrepStatus %s name [%s] oldname [%s]", PrepStatusText(m_prep.status),
         m_prep.name.c_str(), m_prep.oldName.c_str());

@@ -73,7 +73,7 @@ struct SelfTestManager::Request
         return arguments;
     }
 
-    void LogOutcome(LogLevel level, std::vector<std::string> texts) const
+    void LogSelfTestOutcome(LogLevel level, std::vector<std::string> texts) const
     {
         texts.erase(std::remove(texts.begin(), texts.end(), ""), texts.end());
         const std::string detail = texts.empty() ? "" : " - " + Join(texts, ", ");
@@ -82,7 +82,8 @@ struct SelfTestManager::Request
 
     void LogIgnored() const
     {
-        LogOutcome(LogWarning, {"ignored", ListText("unsupported", unsupported), ListText("busy", busy)});
+        LogSelfTestOutcome(LogWarning,
+                           {"ignored", ListText("unsupported", unsupported), ListText("busy", busy)});
     }
 };
 
@@ -120,7 +121,7 @@ void SelfTestManager::ClearTimeout(const std::string& diskName)
 
 std::string SelfTestManager::GetToolVersion()
 {
-    const auto client = RunTool({"-v"}, "tqselftest ver");
+    const auto client = RunSelfTestTool({"-v"}, "tqselftest ver");
     std::string line;
     if (client == nullptr || !client->ReadLine(ipc::kStandardOutput, line))
     {
@@ -145,8 +146,8 @@ void SelfTestManager::SetTimeout(std::int32_t seconds)
 }
 
 // Null unless the tool ran and ended well.
-std::shared_ptr<ipc::client> SelfTestManager::RunTool(std::vector<std::string> arguments,
-                                                      const std::string& label) const
+std::shared_ptr<ipc::client> SelfTestManager::RunSelfTestTool(std::vector<std::string> arguments,
+                                                              const std::string& label) const
 {
     if (m_toolLogging)
     {
@@ -221,14 +222,14 @@ void SelfTestManager::StartTest(const Request& request)
         return;
     }
     const bool isShort = request.command == static_cast<std::int32_t>(SelfTestCommand::StartShort);
-    if (RunTool(request.Arguments(isShort ? "startshort" : "startlong"), "SELFTEST " + request.Title()) ==
-        nullptr)
+    if (RunSelfTestTool(request.Arguments(isShort ? "startshort" : "startlong"),
+                        "SELFTEST " + request.Title()) == nullptr)
     {
         return;
     }
-    request.LogOutcome(LogInfo,
-                       {request.IsForOne() ? "" : ListText("avail", request.available),
-                        ListText("unsupported", request.unsupported), ListText("busy", request.busy)});
+    request.LogSelfTestOutcome(LogInfo, {request.IsForOne() ? "" : ListText("avail", request.available),
+                                         ListText("unsupported", request.unsupported),
+                                         ListText("busy", request.busy)});
     for (auto& [name, record] : m_records)
     {
         if (request.IsForOne() && name != request.disks.front()->m_name)
@@ -251,9 +252,9 @@ void SelfTestManager::StopTest(const Request& request)
     {
         request.LogIgnored();
     }
-    else if (RunTool(request.Arguments("stop"), "SELFTEST " + request.Title()) != nullptr)
+    else if (RunSelfTestTool(request.Arguments("stop"), "SELFTEST " + request.Title()) != nullptr)
     {
-        request.LogOutcome(LogWarning, {});
+        request.LogSelfTestOutcome(LogWarning, {});
     }
 }
 
@@ -268,7 +269,7 @@ void SelfTestManager::Report(const Request& request)
         m_ignoredLogged = true;
         return;
     }
-    const auto client = RunTool({"-c", "report"}, "SELFTEST " + request.Title());
+    const auto client = RunSelfTestTool({"-c", "report"}, "SELFTEST " + request.Title());
     // Cut off by the plug-in's end it says nothing, and is no bad report to be kept either.
     if (client != nullptr && !tq::ipc::IsIpcClosed())
     {
@@ -331,7 +332,7 @@ void SelfTestManager::AbortTimedOutTests(const Request& request)
     }
     if (!timedOut.empty())
     {
-        request.LogOutcome(LogWarning, {ListText("aborted on timeout", timedOut)});
+        request.LogSelfTestOutcome(LogWarning, {ListText("aborted on timeout", timedOut)});
     }
 }
 

@@ -97,8 +97,8 @@ private:
     void Report(const Request& request);
     void TakeUpReport(const std::string& text, std::int64_t nowSec);
     void AbortTimedOutTests(const Request& request);
-    [[nodiscard]] std::shared_ptr<ipc::client> RunTool(std::vector<std::string> arguments,
-                                                       const std::string& label) const;
+    [[nodiscard]] std::shared_ptr<ipc::client> RunSelfTestTool(std::vector<std::string> arguments,
+                                                               const std::string& label) const;
     [[nodiscard]] const SelfTestRecord* Find(const std::string& diskName) const;
 
     const CClock& m_clock;

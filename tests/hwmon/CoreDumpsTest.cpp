@@ -82,8 +82,8 @@ protected:
 TEST_F(CoreDumps, WithoutMarkerNothingIsRun)
 {
     Succeed();
-    m_switch.Update();
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
+    m_switch.UpdateCoreDumps();
     EXPECT_THAT(m_host.Programs(), IsEmpty());
     EXPECT_THAT(m_host.LogTexts(), IsEmpty());
     EXPECT_EQ(CoreLimit().rlim_cur, kOther);
@@ -96,8 +96,8 @@ TEST_F(CoreDumps, FollowTheMarker)
     {
         m_host.Forget();
         Mark();
-        m_switch.Update();
-        m_switch.Update(); // established: no second run
+        m_switch.UpdateCoreDumps();
+        m_switch.UpdateCoreDumps(); // established: no second run
         EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
         EXPECT_EQ(CoreLimit().rlim_cur, RLIM_INFINITY);
         EXPECT_EQ(CoreLimit().rlim_max, RLIM_INFINITY);
@@ -105,8 +105,8 @@ TEST_F(CoreDumps, FollowTheMarker)
 
         m_host.Forget();
         Unmark();
-        m_switch.Update();
-        m_switch.Update();
+        m_switch.UpdateCoreDumps();
+        m_switch.UpdateCoreDumps();
         EXPECT_THAT(m_host.Programs(), ElementsAre(kDisable));
         EXPECT_EQ(CoreLimit().rlim_cur, 0U);
         EXPECT_EQ(CoreLimit().rlim_max, RLIM_INFINITY);
@@ -118,7 +118,7 @@ TEST_F(CoreDumps, AnyKindOfFileIsAMarker)
 {
     Succeed();
     std::filesystem::create_directory(m_dir.File(kMarker));
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
 }
 
@@ -139,14 +139,14 @@ TEST_P(CoreDumpFailures, EndItForGood)
     m_host.OnProgram(kEnable, {}); // would succeed
     m_host.OnProgram(kDisable, {});
     Mark();
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre(GetParam().line));
     EXPECT_EQ(CoreLimit().rlim_cur, kOther);
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     Unmark();
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     Mark();
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
     EXPECT_EQ(m_host.LogTexts().size(), 1U);
 }
@@ -165,10 +165,10 @@ TEST_F(CoreDumps, AFailureToDisableLeavesThemEnabled)
     m_host.OnProgram(kEnable, {});
     m_host.OnProgram(kDisable, {.exitCode = 1});
     Mark();
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     m_host.Forget();
     Unmark();
-    m_switch.Update();
+    m_switch.UpdateCoreDumps();
     EXPECT_THAT(m_host.LogTexts(LogWarning),
                 ElementsAre("COREDUMPS: failed to config core dumps (error 1)."));
     EXPECT_EQ(CoreLimit().rlim_cur, RLIM_INFINITY);
@@ -208,10 +208,10 @@ std::string Describe(const CFakeHost& host)
         host.OnProgram(kDisable, {});
         dir.Write(kMarker, "");
         CCoreDumpSwitch dumps;
-        dumps.Update();
-        dumps.Update();
+        dumps.UpdateCoreDumps();
+        dumps.UpdateCoreDumps();
         std::filesystem::remove(dir.File(kMarker));
-        dumps.Update();
+        dumps.UpdateCoreDumps();
         seen = Describe(host) + std::to_string(CoreLimit().rlim_cur);
     }
     std::cerr << seen;

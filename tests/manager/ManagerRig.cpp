@@ -162,7 +162,7 @@ public:
         m_script->calls.Add(call);
     }
 
-    void SendRaidPrepStatus() override { m_script->calls.Add("prep status"); }
+    void SendPrepStatus() override { m_script->calls.Add("prep status"); }
     void StartPrep(const std::string& volumeName) override { m_script->calls.Add("start " + volumeName); }
 
     bool CheckRaidPrep(bool force) override

@@ -139,7 +139,7 @@ protected:
 TEST_F(RaidPrep, WholeLifeAsTheHostSeesIt)
 {
     Offer({}, {1863, 931, 1863});
-    m_controller->SendRaidPrepStatus();
+    m_controller->SendPrepStatus();
     EXPECT_EQ(Candidate(), R"(<Volume Name="New Data Array" Type="RAID5" Size="931" SupportsPrep="4" />)");
     EXPECT_THAT(m_controller->m_prep.disks, ElementsAre("252:0", "252:1", "252:2"));
 
@@ -308,7 +308,7 @@ TEST_F(RaidPrep, LookDecides)
                     ElementsAre(std::string("25 RAIDPREP: SetSupportsPrep - ") + row.line));
         EXPECT_EQ(m_controller->m_prep.status, row.status) << row.line;
         EXPECT_EQ(m_controller->m_supportsPrep, row.supported) << row.line;
-        m_controller->SendRaidPrepStatus();
+        m_controller->SendPrepStatus();
         const bool named = row.status == PrepStatus::NeedsArray || row.status == PrepStatus::NeedsPrep;
         EXPECT_EQ(Documents().size(), named ? 1U : 0U) << row.line;
         EXPECT_EQ(Candidate().empty(), !named) << row.line;
@@ -320,7 +320,7 @@ TEST_F(RaidPrep, NeitherLookNorRequestTouchesARunningStep)
     Offer({}, {900, 900, 900});
     m_controller->StartPrep(kNew); // no such program
     m_controller->SetSupportsPrep('5', {});
-    m_controller->SendRaidPrepStatus();
+    m_controller->SendPrepStatus();
     EXPECT_EQ(Statuses(), "-5 4 ");
     m_host.OnProgram(kCreate, {.hang = true});
     m_controller->StartPrep(kNew);
