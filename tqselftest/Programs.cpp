@@ -130,10 +130,17 @@ public:
     {
         Drain(maxOutput);
         int status = 0;
-        if (waitpid(m_pid, &status, WNOHANG) == m_pid)
+        const pid_t ended = waitpid(m_pid, &status, WNOHANG);
+        if (ended == m_pid)
         {
             Drain(maxOutput); // what it wrote between the two
             Finish(status);
+            return true;
+        }
+        if (ended < 0)
+        {
+            // Gone, and its number may be another process's by now.
+            m_result.error = "its exit status is lost";
             return true;
         }
         if (Clock::now() < m_deadline)

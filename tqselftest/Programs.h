@@ -29,7 +29,8 @@ struct ProgramResult
 // The results in the order of `commands`, each an argument vector whose first word is looked up in PATH
 // unless it holds a
 // "/". A program past its limit is killed; should it not even die of that, it is left to itself. What would
-// begin after the limit for all is not begun. Not for threads of which another one waits for children.
+// begin after the limit for all is not begun. Not for threads of which another one waits for children; with
+// SIGCHLD ignored, the system does, and every result is an error.
 std::vector<ProgramResult> RunPrograms(const std::vector<std::vector<std::string>>& commands,
                                        const ProgramLimits& limits);
 } // namespace tqselftest

@@ -16,8 +16,11 @@ namespace
 // health.
 constexpr int kFailureBits = 0x07;
 
-// More than any drive keeps.
-constexpr const char* kExtendedLog = "xselftest,40,selftest";
+// As many entries as the old log keeps, which stands in for an extended one that a drive has not.
+constexpr const char* kExtendedLog = "xselftest,21,selftest";
+
+// With smartctl's lines of text, some of which no other member of the answer tells.
+constexpr const char* kJson = "--json=o";
 
 struct Target
 {
@@ -44,17 +47,28 @@ public:
 
     Outcome Run()
     {
+        Do();
+        for (std::size_t index = 0; m_outcome.exitCode != kDone && index < m_outcome.messages.size(); ++index)
+        {
+            m_outcome.output += m_outcome.messages[index] + "\n";
+        }
+        return std::move(m_outcome);
+    }
+
+private:
+    void Do()
+    {
         const auto targets = FindTargets();
         if (!targets)
         {
-            return std::move(m_outcome);
+            return;
         }
         m_targets = *targets;
         m_answers = Ask(m_targets);
         if (m_isSmartctlMissing)
         {
             m_outcome = {.exitCode = kNoSmartctl, .messages = {m_smartctl + ": " + m_answers.front().error}};
-            return std::move(m_outcome);
+            return;
         }
         switch (m_line.command)
         {
@@ -71,16 +85,14 @@ public:
         case Command::Version: // nothing to do with drives
             break;
         }
-        return std::move(m_outcome);
     }
 
-private:
     void Say(const std::string& text) { m_outcome.messages.push_back(text); }
 
     [[nodiscard]] std::vector<std::string> Smartctl(std::vector<std::string> options,
                                                     const Target& target) const
     {
-        std::vector<std::string> command{m_smartctl, "-j"};
+        std::vector<std::string> command{m_smartctl, kJson};
         command.insert(command.end(), options.begin(), options.end());
         if (!target.type.empty())
         {
@@ -109,7 +121,7 @@ private:
         {
             return std::vector<Target>{{*m_line.drive, *m_line.drive}};
         }
-        const ProgramResult scan = m_run({{m_smartctl, "-j", "--scan"}}).front();
+        const ProgramResult scan = m_run({{m_smartctl, kJson, "--scan"}}).front();
         const auto devices = ParseScan(scan.output);
         if (!scan.error.empty() || !devices)
         {
@@ -245,25 +257,39 @@ private:
     {
         const auto results =
             RunFor(targets, {"-t", m_line.command == Command::StartShort ? "short" : "long"});
+        std::vector<Target> doubtful;
+        std::vector<std::string> failures; // of the doubtful
         std::size_t started = 0;
         for (std::size_t index = 0; index < targets.size(); ++index)
         {
             const ProgramResult& result = results[index];
-            // A drive with a wrong check sum somewhere reports a failed command and starts all the same.
-            if (result.error.empty() && ((result.exitCode & kFailureBits) == 0 || IsRunning(targets[index])))
+            if (!result.error.empty())
+            {
+                Say(targets[index].name + ": " + result.error);
+            }
+            else if ((result.exitCode & kFailureBits) == 0)
+            {
+                ++started;
+            }
+            else
+            {
+                doubtful.push_back(targets[index]);
+                failures.push_back(WhatFailed(result));
+            }
+        }
+        // A drive with a wrong check sum somewhere reports a failed command and starts all the same.
+        const auto answers = Ask(doubtful);
+        for (std::size_t index = 0; index < doubtful.size(); ++index)
+        {
+            const auto& state = answers[index].state;
+            if (state && state->isRunning)
             {
                 ++started;
                 continue;
             }
-            Say(targets[index].name + ": " + WhatFailed(result));
+            Say(doubtful[index].name + ": " + failures[index]);
         }
         return started;
-    }
-
-    bool IsRunning(const Target& target)
-    {
-        const auto answer = Ask({target}).front();
-        return answer.state && answer.state->isRunning;
     }
 
     static std::string WhatFailed(const ProgramResult& result)

@@ -20,7 +20,7 @@ inline constexpr int kNoSmartctl = 3; // it cannot be run, or its list of drives
 struct Outcome
 {
     int exitCode = kDone;
-    std::string output{};                // for standard output
+    std::string output{};                // for standard output; the messages when the exit code is not 0
     std::vector<std::string> messages{}; // for standard error, one line each
 };
 

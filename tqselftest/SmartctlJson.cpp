@@ -6,6 +6,7 @@
 #include <charconv>
 #include <initializer_list>
 #include <string_view>
+#include <utility>
 
 namespace tqselftest
 {
@@ -15,6 +16,9 @@ namespace json = boost::json;
 
 constexpr std::size_t kMaxDepth = 32;
 constexpr std::size_t kMaxEntries = 64; // of a log; no drive is known to keep more
+// The extended log keeps more than the old one. A failure of years ago is to be forgotten after as many tests
+// whichever of the two can be read.
+constexpr std::size_t kAtaEntries = 21;
 constexpr std::size_t kMaxText = 200;
 
 // Bits of smartctl's exit status that mean that nothing was read.
@@ -131,7 +135,7 @@ void AddAtaLog(const json::value* answer, DriveState& state)
     {
         return;
     }
-    for (std::size_t index = 0; index < std::min(table->size(), kMaxEntries); ++index)
+    for (std::size_t index = 0; index < std::min(table->size(), kAtaEntries); ++index)
     {
         const json::value* entry = &(*table)[index];
         const auto status = Number(entry, {"status", "value"});
@@ -280,6 +284,40 @@ DriveState ScsiState(int exitCode, const json::value* answer)
     return state;
 }
 
+// Whether smartctl says so in its own words: there are no members for these.
+bool Says(const json::value* answer, std::string_view beginning)
+{
+    const json::array* lines = Array(answer, {"smartctl", "output"});
+    return lines != nullptr && std::any_of(lines->begin(), lines->end(),
+                                           [beginning](const json::value& line)
+                                           { return Text(&line, {}).starts_with(beginning); });
+}
+
+// Whether what a failed command would have told matters. A drive without self-tests or their log makes
+// smartctl fail as well, but says so.
+bool IsStateLost(const json::value* answer, const DriveState& state)
+{
+    switch (state.protocol)
+    {
+    case Protocol::Ata:
+        if (!Number(answer, {"ata_smart_data", "self_test", "status", "value"}))
+        {
+            return !Says(answer, "SMART support is: Unavailable");
+        }
+        // How a test ended is judged once and by the log: rather later than without it.
+        return !state.isRunning && At(answer, {"ata_smart_self_test_log"}) == nullptr &&
+               !Says(answer, "SMART Self-test Log not supported");
+    case Protocol::Scsi:
+        return !state.isRunning && state.log.empty() &&
+               !Says(answer, "Device does not support Self Test logging");
+    case Protocol::Nvme:
+        return !state.isSupported;
+    case Protocol::Unknown:
+        break;
+    }
+    return false;
+}
+
 std::string Messages(const json::value* answer)
 {
     std::string joined;
@@ -360,19 +398,19 @@ DriveAnswer ParseDrive(int exitCode, const std::string& text)
         return {.error = messages.empty() ? "smartctl error " + std::to_string(exitCode) : messages};
     }
     const std::string protocol = Text(&*answer, {"device", "protocol"});
-    if (protocol == "ATA")
+    if (protocol != "ATA" && protocol != "NVMe" && protocol != "SCSI")
     {
-        return {.state = AtaState(&*answer), .error = {}};
+        return {.error = "unknown protocol \"" + protocol + "\""};
     }
-    if (protocol == "NVMe")
+    DriveState state = protocol == "ATA"    ? AtaState(&*answer)
+                       : protocol == "NVMe" ? NvmeState(&*answer)
+                                            : ScsiState(exitCode, &*answer);
+    if ((exitCode & kCommandFailed) != 0 && IsStateLost(&*answer, state))
     {
-        return {.state = NvmeState(&*answer), .error = {}};
+        return {.error =
+                    "its self-tests could not be read (smartctl error " + std::to_string(exitCode) + ")"};
     }
-    if (protocol == "SCSI")
-    {
-        return {.state = ScsiState(exitCode, &*answer), .error = {}};
-    }
-    return {.error = "unknown protocol \"" + protocol + "\""};
+    return {.state = std::move(state), .error = {}};
 }
 
 std::string ParseMessages(const std::string& text)

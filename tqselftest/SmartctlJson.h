@@ -22,8 +22,10 @@ struct ScannedDevice
 std::optional<std::vector<ScannedDevice>> ParseScan(const std::string& text);
 
 // What smartctl printed for one device: the state, or an error text that says why there is none. Bits 0 and 1
-// of `exitCode` (command line, device cannot be opened) mean that nothing was read; the others stand for
-// findings about the drive or for commands that it does not know, and what was read counts.
+// of `exitCode` (command line, device cannot be opened) mean that nothing was read. Bit 2 stands for a
+// command that failed: an error when the state depends on it, unless the drive has no self-tests or no log of
+// them, which is told from the lines that "--json=o" adds. The others are findings about the drive, and what
+// was read counts.
 struct DriveAnswer
 {
     std::optional<DriveState> state{};

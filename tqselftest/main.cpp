@@ -7,7 +7,7 @@
 //   output
 //
 // DRIVE is a name as the report has it. -x logs each smartctl run. What cannot be done is told on standard
-// error.
+// error, and with an exit code other than 0 on standard output as well: that is what the plug-in logs then.
 //
 // Exit codes: 0 done; 1 the drive named, or every drive, cannot do what was asked; 2 the command line is
 // wrong; 3 smartctl cannot be run or its list of drives cannot be read. Of all drives, those that cannot are
@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -80,11 +81,14 @@ std::vector<ProgramResult> RunWithin(std::chrono::steady_clock::time_point end,
 
 int main(int argc, char** argv)
 {
+    // A host that ignores its children's ends hands that on, and no smartctl would have an exit status.
+    std::signal(SIGCHLD, SIG_DFL);
     const CommandLine line =
         ParseCommandLine(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
     if (!line.error.empty())
     {
         std::fprintf(stderr, "tqselftest: %s\n%s\n", line.error.c_str(), kUsage);
+        std::printf("%s\n", line.error.c_str());
         return kBadCommandLine;
     }
     if (line.command == Command::Version)

@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 
 using namespace std::chrono_literals;
 using namespace tqselftest;
@@ -56,6 +61,52 @@ TEST(Programs, OutputIsBounded)
     const auto results = RunPrograms({Shell(much), Shell(much)}, {.output = 200'000});
     EXPECT_EQ(results[0].output.size(), 200'000U);
     EXPECT_EQ(RunPrograms({Shell(much)}, {.output = 199'999})[0].error, "printed too much");
+}
+
+// The system takes the ends up then: neither waiting for the limit nor a kill of whatever has the number by
+// now.
+TEST(Programs, WithChildrensEndsIgnoredNothingWaits)
+{
+    std::signal(SIGCHLD, SIG_IGN);
+    const auto results = RunPrograms({Shell("echo one"), Shell("echo two")}, {.each = 20s});
+    std::signal(SIGCHLD, SIG_DFL);
+    EXPECT_EQ(results[0].error, "its exit status is lost");
+    EXPECT_EQ(results[1].error, "its exit status is lost");
+}
+
+// The program itself, below a host that ignores its children's ends, with a smartctl in its folder.
+class Tool : public testing::Test
+{
+protected:
+    Tool() { std::filesystem::create_directory(m_folder); }
+    ~Tool() override { std::filesystem::remove_all(m_folder); }
+
+    [[nodiscard]] ProgramResult Run(const std::string& smartctl, const std::string& command) const
+    {
+        const auto file = m_folder / "smartctl";
+        std::ofstream(file) << "#!/bin/sh\n" << smartctl << "\n";
+        std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+        return RunPrograms(
+                   {{"env", "--ignore-signal=CHLD", "-C", m_folder.string(), TQSELFTEST, "-c", command}}, {})
+            .front();
+    }
+
+private:
+    std::filesystem::path m_folder =
+        std::filesystem::temp_directory_path() / ("tqselftest" + std::to_string(getpid()));
+};
+
+TEST_F(Tool, TakesUpChildrensEndsWhateverTheHostLeft)
+{
+    const ProgramResult report = Run(R"(echo '{"smartctl":{}}')", "report");
+    EXPECT_EQ(report.exitCode, 0);
+    EXPECT_THAT(report.output, HasSubstr("<SelfTests>"));
+}
+
+TEST_F(Tool, AFailedRunPrintsItsReason)
+{
+    EXPECT_EQ(Run("exit 1", "report").output, "./smartctl --scan: its answer cannot be read\n");
+    EXPECT_EQ(Run("exit 1", "repair").output, "unknown command \"repair\"\n");
 }
 
 // A child that lives on with the pipe in its hands must not hold the run up.

@@ -75,6 +75,12 @@ struct DriveCase
 };
 
 const std::string kPassed = Entry(0, R"("lifetime_hours":10)");
+constexpr const char* kUnread = "its self-tests could not be read (smartctl error 4)";
+
+std::string Prints(const std::string& line)
+{
+    return R"("smartctl":{"output":["smartctl 7.3","",")" + line + "\"]}";
+}
 
 const auto kDriveCases = std::to_array<DriveCase>({
     {"NeverTested", 0, Ata(Status(0) + R"(,"ata_smart_self_test_log":{"standard":{"revision":1,"count":0}})"),
@@ -115,6 +121,15 @@ const auto kDriveCases = std::to_array<DriveCase>({
     {"NoSmartData", 0, Ata(R"("x":1)"), "0 cannot:"},
     {"FindingsAboutTheDrive", 0xF8, Ata(Status(0) + "," + Log("standard", kPassed)), "2: 1/2+10"},
     {"AFailedCommandBesideTheRest", 4, Ata(Status(0) + "," + Log("standard", kPassed)), "2: 1/2+10"},
+    {"StateUnreadBesideOldEntries", 4, Ata(Log("standard", kPassed)), kUnread},
+    {"LogUnread", 4, Ata(Status(0x79)), kUnread},
+    {"LogUnreadOfARunningTest", 4, Ata(Status(0xF3)), "1 -30:"},
+    {"WithoutALog", 4,
+     R"({"device":{"protocol":"ATA"},)" + Prints("SMART Self-test Log not supported") + "," + Status(0) + "}",
+     "0:"},
+    {"WithoutSmart", 4,
+     R"({"device":{"protocol":"ATA"},)" + Prints("SMART support is: Unavailable - device lacks it.") + "}",
+     "0 cannot:"},
     {"OddTypes", 0,
      Ata(R"("ata_smart_data":[],"ata_smart_self_test_log":{"standard":{"table":[1,"x",{"status":{"value":"0"}}]}})"),
      "0 cannot:"},
@@ -130,7 +145,10 @@ const auto kDriveCases = std::to_array<DriveCase>({
           R"({"self_test_result":{"value":15}},{"self_test_result":{"value":1},"power_on_hours":80},)"
           R"({"self_test_result":{"value":0},"power_on_hours":70}]})"),
      "3: 1/3@77+90 3/4+80 4/2+70"},
-    {"ScsiWithoutTests", 4, Scsi(""), "0 cannot:"},
+    {"NvmeUnread", 4, Nvme(""), kUnread},
+    {"ScsiWithoutTests", 4, Scsi("," + Prints("Device does not support Self Test logging")), "0 cannot:"},
+    {"ScsiUnread", 4, Scsi("," + Prints("scsiPrintSelfTest: Failed [I/O error]")), kUnread},
+    {"ScsiUnreadWhileRunning", 4, Scsi(R"(,"self_test_in_progress":true)"), "1:"},
     {"ScsiNeverTested", 0, Scsi(""), "0:"},
     {"ScsiLog", 0,
      Scsi(
@@ -169,7 +187,7 @@ TEST(SmartctlTexts, LogsAndNestingAreBounded)
     {
         entries += "," + kPassed;
     }
-    EXPECT_EQ(ParseDrive(0, Ata(Status(0) + "," + Log("extended", entries))).state->log.size(), 64U);
+    EXPECT_EQ(ParseDrive(0, Ata(Status(0) + "," + Log("extended", entries))).state->log.size(), 21U);
     EXPECT_EQ(Shown(0, std::string(100'000, '[')), "smartctl's answer cannot be read");
 }
 
