@@ -52,17 +52,18 @@ run()
 # end (a file "fails-COMMAND"), and what was called.
 new_machine()
 {
-    rm -rf "${work:?}"/{bin,etc,run,mnt,state}
-    mkdir -p "$work"/{bin,etc/corvane,run,mnt,state}
+    rm -rf "${work:?}"/{bin,dev,etc,run,mnt,state}
+    mkdir -p "$work"/{bin,dev/disk/by-slot,etc/corvane,run,mnt,state}
+    touch "$work"/dev/sd{x,y,z}
     printf 'UUID=1 / ext4 defaults 0 1\nUUID=2 %s/mnt/data1 xfs defaults 0 0\n' "$work" >"$work/etc/fstab"
     echo "mountbase=$work/mnt/data" >"$work/etc/corvane/driveprep"
-    export STATE=$work/state
+    export STATE=$work/state DEV=$work/dev
     printf 'disk\n' >"$STATE/types"
     touch "$STATE"/{uses,parts,label,signatures,filesystem,calls}
     stub lsblk <<'END'
 case "$*" in
-"-dnpro NAME") printf '/dev/sdx\n/dev/sdy\n/dev/sdz\n' ;;
-"-dno SERIAL /dev/sdx") echo "  NEW1 " ;;
+"-dnpro NAME") printf '%s\n' "$DEV"/sd{x,y,z} ;;
+"-dno SERIAL $DEV/sdx") cat "$STATE/serial" 2>/dev/null || echo "  NEW1 " ;;
 "-dno SERIAL "*) echo TWIN ;;
 "-dno TYPE "*) head -n 1 "$STATE/types" ;;
 "-dno RM "*) cat "$STATE/removable" 2>/dev/null || echo 0 ;;
@@ -71,7 +72,7 @@ case "$*" in
 "-bdno SIZE "*) cat "$STATE/size" 2>/dev/null || echo 8001563222016 ;;
 "-nro TYPE "*) cat "$STATE/types" ;;
 "-nro MOUNTPOINTS "*) cat "$STATE/uses" ;;
-"-npro NAME,TYPE "*) echo "/dev/sdx disk"; sed 's/$/ part/' "$STATE/parts" ;;
+"-npro NAME,TYPE "*) echo "$DEV/sdx disk"; sed 's/$/ part/' "$STATE/parts" ;;
 "-snpro NAME "*) cat "$STATE/below-root" 2>/dev/null || echo /dev/sda ;;
 *) echo "lsblk $*" >>"$STATE/unexpected" ;;
 esac
@@ -89,13 +90,24 @@ case "$*" in
 esac
 END
     stub wipefs <<'END'
+[[ $* == *--no-act* ]] && exit "$([[ ! -e $STATE/fails-alone ]]; echo $?)"
 if [[ $1 == --noheadings ]]; then
-    [[ ! -e $STATE/fails-read ]] && cat "$STATE/signatures"
-    exit
+    [[ ! -e $STATE/fails-wipefs ]] || exit 1
+    [[ ${*: -1} == "$DEV/sdx" ]] && exec cat "$STATE/signatures"
+    exec cat "$STATE/filesystem"
 fi
 echo "wipefs ${*: -1}" >>"$STATE/calls"
-[[ ${*: -1} == /dev/sdx ]] && : >"$STATE/parts" && : >"$STATE/label" && : >"$STATE/signatures"
+[[ ${*: -1} == "$DEV/sdx" ]] && : >"$STATE/parts" && : >"$STATE/label" && : >"$STATE/signatures"
 : >"$STATE/filesystem"
+END
+    # Reads 4 MiB of the drive, unless it fails at this place. Wrong places read nothing.
+    stub dd <<'END'
+case "$*" in
+"if=$DEV/sdx bs=1M count=4 iflag=direct,skip_bytes skip=0") place=start ;;
+"if=$DEV/sdx bs=1M count=4 iflag=direct,skip_bytes skip=8001559027712") place=end ;;
+*) exit 1 ;;
+esac
+head -c "$(cat "$STATE/reads-$place" 2>/dev/null || echo 4194304)" /dev/zero
 END
     stub parted <<'END'
 echo "partition table" # words of its own, which must not be taken for a stage
@@ -104,9 +116,10 @@ case "$*" in
 *mklabel*)
     [[ -e $STATE/fails-partition ]] && exit 1
     echo "$STATE/sdx1" >"$STATE/parts"
-    touch "$STATE/sdx1"
+    [[ -e $STATE/no-device ]] || touch "$STATE/sdx1"
     echo gpt | tee "$STATE/label" >"$STATE/signatures"
-    echo corvane-new >"$STATE/name"
+    cat "$STATE/other-name" >"$STATE/name" 2>/dev/null || echo corvane-new >"$STATE/name"
+    [[ ! -e $STATE/exchange-partition ]] || echo OTHER >"$STATE/serial"
     ;;
 *) [[ ! -e $STATE/fails-name ]] && echo corvane-data >"$STATE/name" ;;
 esac
@@ -115,12 +128,23 @@ END
         stub "mkfs.$type" <<END
 echo "mount options"
 echo "mkfs.$type" >>"\$STATE/calls"
+[[ ! -e \$STATE/exchange-format ]] || echo OTHER >"\$STATE/serial"
 [[ ! -e \$STATE/fails-format ]] && echo $type >"\$STATE/filesystem"
 END
     done
     stub mount <<'END'
+if [[ $* == *ro,* ]]; then # a look
+    [[ ! -e $STATE/fails-look ]] && touch $(sed "s|^|${*: -1}/|" "$STATE/files" 2>/dev/null) /dev/null
+    exit
+fi
 echo "mount $*" >>"$STATE/calls"
 [[ ! -e $STATE/fails-mount ]]
+END
+    stub umount <<'END'
+rm -f "$1"/*
+END
+    stub sleep <<'END'
+echo sleep >>"$STATE/sleeps"
 END
     stub blockdev </dev/null
     stub sync </dev/null
@@ -165,6 +189,16 @@ expect "new drive: lines of fstab" 3 "$(wc -l <"$work/etc/fstab")"
 run NEW1 # its entry is used again
 expect "second run: words" mount "$words"
 expect "second run: lines of fstab" 3 "$(wc -l <"$work/etc/fstab")"
+: >"$STATE/calls"
+printf '\n%s\n' "$work/mnt/data2" >"$STATE/uses"
+run NEW1
+expect "mounted by its entry: status" 0 "$status"
+expect "mounted by its entry: calls" "" "$words$(calls)"
+printf '\n%s\n' "$work/mnt/data2\\x0a/elsewhere" >"$STATE/uses"
+refused "mounted elsewhere too" NEW1
+echo corvane-new >"$STATE/name"
+printf '\n%s\n' "$work/mnt/data2" >"$STATE/uses"
+refused "unfinished, mounted by an entry" NEW1
 
 new_machine
 echo filesystem=ext4 >>"$work/etc/corvane/driveprep"
@@ -194,10 +228,46 @@ name partition,format 0
 mount partition,format,mount 1
 END
 
+# What somebody else has made of the drive meanwhile is left alone, by the cleaning up too.
+while read -r name file content calls_then; do
+    new_machine
+    echo "$content" >"$STATE/$file"
+    run NEW1
+    expect "$name: status" 1 "$status"
+    expect "$name: calls" "$calls_then" "$(calls | sed 's/parted -s -a[^;]*/parted/')"
+done <<'END'
+exchanged-after-the-partition exchange-partition - parted;
+exchanged-after-the-format exchange-format - parted;mkfs.xfs;
+partition-of-another other-name system parted;
+END
 new_machine
-has_data corvane-new xfs # cut off while it was formatted
+touch "$STATE/no-device"
 run NEW1
-expect "unfinished drive: words" "format mount" "$words"
+expect "no device for the partition: status" "1 partition" "$status $words"
+expect "no device for the partition: partitions left" 0 "$(wc -l <"$STATE/parts")"
+expect "no device for the partition: tries" 100 "$(wc -l <"$STATE/sleeps")"
+
+# A drive in a bay is none that can be pulled out.
+for property in "removable 1" "transport usb"; do
+    new_machine
+    echo "${property#* }" >"$STATE/${property% *}"
+    ln -s "$DEV/sdx" "$DEV/disk/by-slot/front"
+    ln -s "$DEV/sdy" "$DEV/disk/by-slot/1"
+    refused "$property in no bay" NEW1
+    ln -s "$DEV/sdx" "$DEV/disk/by-slot/02"
+    run NEW1
+    expect "$property in a bay: status" 0 "$status"
+done
+
+# Cut off before, during and after the format.
+for name in "" xfs ext4; do
+    new_machine
+    has_data corvane-new "$name"
+    [[ $name != ext4 ]] || echo lost+found >"$STATE/files"
+    run NEW1
+    expect "unfinished drive with [$name]: words" "format mount" "$words"
+    expect "unfinished drive with [$name]: directories left" "" "$(ls -d "$work"/run/corvane-look* 2>/dev/null)"
+done
 
 # Everything that is refused.
 new_machine
@@ -205,7 +275,7 @@ refused "unknown serial number" NEW
 refused "two drives of one serial number" TWIN
 while read -r name file content; do
     new_machine
-    printf '%b\n' "$content" >"$STATE/$file"
+    printf '%b\n' "${content//\$DEV/$DEV}" >"$STATE/$file"
     refused "$name" NEW1
 done <<'END'
 mounted uses \n/mnt/elsewhere
@@ -217,8 +287,11 @@ removable removable 1
 usb transport usb
 read-only readonly 1
 no-size size 0
-system below-root /dev/mapper/root\n/dev/sdx3\n/dev/sdx
-unreadable fails-read x
+system below-root /dev/mapper/root\n$DEV/sdx3\n$DEV/sdx
+wipefs-fails fails-wipefs x
+unreadable-start reads-start 0
+unreadable-end reads-end 4193792
+in-use-unseen fails-alone x
 filesystem-without-partition signatures xfs
 empty-partition-table signatures gpt
 raid-signature signatures linux_raid_member
@@ -229,6 +302,19 @@ for name in "data xfs" "corvane-data " "corvane-data ntfs" "corvane-data2 xfs"; 
     has_data "${name% *}" "${name#* }"
     refused "partition named $name" NEW1
 done
+while read -r name file content; do
+    new_machine
+    has_data corvane-new xfs
+    printf '%b\n' "$content" >"$STATE/$file"
+    refused "unfinished drive: $name" NEW1
+done <<'END'
+files files video
+unmountable fails-look x
+physical-volume filesystem LVM2_member
+encrypted filesystem xfs\ncrypto_LUKS
+unreadable reads-end 0
+in-use-unseen fails-alone x
+END
 new_machine
 has_data corvane-data xfs
 echo "$STATE/sdx2" >>"$STATE/parts"
@@ -272,15 +358,27 @@ expect "loop device: words" "partition format mount" "$words"
 expect "loop device: mounted" "xfs" "$(findmnt -no FSTYPE "$work/mnt/data2")"
 echo "a recording" >"$work/mnt/data2/recording"
 run LOOP1
-expect "mounted loop device: status" 3 "$status"
+expect "mounted loop device: status and words" "0 " "$status $words"
+cp "$work/etc/fstab" "$work/fstab"
+sed -i '$d' "$work/etc/fstab"
+run LOOP1
+expect "loop device mounted without an entry: status" 3 "$status"
+cp "$work/fstab" "$work/etc/fstab"
 umount "$work/mnt/data2"
 run LOOP1
 expect "loop device again: words" mount "$words"
 expect "loop device again: data" "a recording" "$(cat "$work/mnt/data2/recording")"
 umount "$work/mnt/data2"
 
-# A power loss after the partition: the next run formats. One that cannot leaves an empty drive.
+# Somebody stored files on a partition that has still the first name. Without them the next run formats; one that cannot
+# leaves an empty drive.
 parted -s "$loop" name 1 corvane-new 2>/dev/null
+run LOOP1
+expect "unfinished loop device with files: status" 3 "$status"
+mount "$loop"p1 "$work/mnt/data2"
+expect "unfinished loop device with files: data" "a recording" "$(cat "$work/mnt/data2/recording")"
+rm "$work/mnt/data2/recording"
+umount "$work/mnt/data2"
 stub mkfs.xfs <<'END'
 exit 1
 END
@@ -297,5 +395,15 @@ wipefs -q -a "$loop"p1 "$loop"
 mkfs.ext4 -q -F "$loop"
 run LOOP1
 expect "loop device with a file system: status" 3 "$status"
+
+# A drive whose sectors cannot be read looks empty to wipefs and blkid.
+wipefs -q -a "$loop"
+truncate -s 0 "$work/drive.img"
+expect "unreadable loop device: wipefs sees" "" "$(wipefs --noheadings --output TYPE "$loop")"
+run LOOP1
+expect "unreadable loop device: status and words" "3 " "$status $words"
+truncate -s 200M "$work/drive.img"
+run LOOP1
+expect "loop device with an unreadable end: status and words" "3 " "$status $words"
 echo "the real tools were tried on $loop"
 exit $((failures > 0))
