@@ -10,12 +10,17 @@
 # built on it. With none or with several it does nothing. What the volume holds decides where it begins:
 #
 #     nothing at all                          partition, format, mount
+#     our table without a partition           partition, format, mount: an earlier run was cut off in between
 #     our partition, name "corvane-new"       format, mount: an earlier run did not finish formatting
 #     our partition, name "corvane-data"      mount: what is on it stays
 #     anything else                           nothing: it has to be wiped by hand first
 #
 # So a failed stage is taken up by running the script again, and a volume that was once ready is never formatted. The
-# partition gets its second name when the file system is complete.
+# partition gets its second name when the file system is complete; with the first name it is formatted only when it holds
+# nothing or an xfs or ext4 without files.
+#
+# "Nothing at all" means: no signature that the tools know, and both ends can be read. Old disks are seldom zero all over,
+# so other contents count as nothing: an encrypted volume whose header lies elsewhere, a database on the bare volume.
 #
 # Settings, from the key=value file /etc/corvane/raidprep where it exists:
 #     mountpoint=/mnt/data    an absolute path without blanks
@@ -35,6 +40,9 @@ start_mib=1
 fstab=$root/etc/fstab
 # Marks our lines in fstab: one of them may be replaced when its volume is gone. The mount program passes over it.
 fstab_mark=x-corvane-data
+# Holds the volume's name for life while its partition table is being written: an empty table on it is ours then.
+begun=$root/etc/corvane/raidprep.begun
+ends_mib=4 # the tools look for signatures at most so far from both ends
 
 say() { printf 'raidprep.sh: %s\n' "$1"; }
 
@@ -69,7 +77,8 @@ default_filesystem()
 }
 
 # is_volume NAME: a volume of a RAID controller, by driver and SCSI channel. MegaRAID drivers show volumes from channel 2
-# on, aacraid on channel 0, smartpqi on channel 1; single drives stand on the other channels.
+# on, aacraid on channel 0, smartpqi on channel 1; single drives stand on the other channels. sysinfo.sh has to know the
+# same ones: it tells the plug-in that the volume is mounted.
 is_volume()
 {
     local address driver host channel
@@ -100,16 +109,21 @@ partitions_of()
 # it. When in doubt it is.
 is_used()
 {
-    local number holders directory=$root/sys/class/block/$1
+    local number holders found status directory=$root/sys/class/block/$1
     number=$(<"$directory/dev") || return 0
     holders=$(ls -A "$directory/holders") || return 0
-    [[ -n $holders ]] ||
-        # Some file systems hide the number; the source stands second after the lone "-".
-        awk -v number="$number" -v device="/dev/$1" '
-            { for (i = 7; i <= NF && $i != "-"; i++) { } }
-            $3 == number || $(i + 2) == device { found = 1 }
-            END { exit !found }' "$root/proc/self/mountinfo" "$root/proc/1/mountinfo" ||
-        grep -q "^/dev/$1[[:space:]]" "$root/proc/swaps"
+    [[ -z $holders ]] || return 0
+    # Some file systems hide the number; the source stands second after the lone "-". A failure of awk is no answer, not
+    # even with one: it may have read the first file only.
+    found=$(awk -v number="$number" -v device="/dev/$1" '
+        { for (i = 7; i <= NF && $i != "-"; i++) { } }
+        $3 == number || $(i + 2) == device { found = 1 }
+        END { print found + 0 }' "$root/proc/self/mountinfo" "$root/proc/1/mountinfo") || return 0
+    [[ $found == 0 ]] || return 0
+    [[ -e $root/proc/swaps ]] || return 1 # a kernel without swap space
+    status=0
+    grep -q "^/dev/$1[[:space:]]" "$root/proc/swaps" || status=$?
+    ((status != 1)) # "not found"
 }
 
 # is_unused_volume NAME: with all its partitions.
@@ -125,14 +139,37 @@ is_unused_volume()
     done
 }
 
+# ends_readable NAME: no signature is seen where nothing can be read, and wipefs and blkid say nothing about that.
+ends_readable()
+{
+    local sectors at bytes=$((ends_mib * 1024 * 1024))
+    sectors=$(<"$root/sys/block/$1/size") || return 1
+    for at in 0 $((sectors * 512 - bytes)); do
+        [[ $(dd if="$root/dev/$1" bs=1M count=$ends_mib iflag=direct,skip_bytes skip="$at" | wc -c) -eq $bytes ]] ||
+            return 1
+    done
+}
+
+# lasting_name NAME: the volume's, which no other one has; nothing when the kernel does not tell.
+lasting_name()
+{
+    cat "$root/sys/block/$1/device/wwid" 2>/dev/null
+}
+
 # is_empty NAME: no partition table, no file system or RAID signature, neither at the start nor where our partition will
-# begin, where an old one would come to light. What cannot be read is not empty.
+# begin, where an old one would come to light. What cannot be read is not empty. An empty partition table is no content
+# when this script has begun to write it; any other may be all that is left of somebody's partitions.
 is_empty()
 {
-    local device=$root/dev/$1 signatures found
-    dd if="$device" of=/dev/null bs=1M count=$((start_mib + 1)) status=none || return 1
-    signatures=$(wipefs --no-act "$device") || return 1
-    [[ -z $signatures ]] || return 1
+    local device=$root/dev/$1 signatures type found own=
+    ends_readable "$1" || return 1
+    signatures=$(wipefs --noheadings --output TYPE "$device") || return 1
+    if [[ -r $begun ]]; then
+        own=$(<"$begun")
+    fi
+    for type in $signatures; do
+        [[ $type == gpt || $type == PMBR ]] && [[ -n $own && $own == "$(lasting_name "$1")" ]] || return 1
+    done
     found=0
     blkid -p -O $((start_mib * 1024 * 1024)) "$device" >/dev/null || found=$?
     ((found == 2)) # "nothing found"; anything else, a failure too, counts as a find
@@ -169,24 +206,64 @@ settle()
     fi
 }
 
-make_partition()
+# check_alone DEVICE: a use that none of the kernel's lists shows. wipefs opens it for itself alone here.
+check_alone()
 {
-    local device=$root/dev/$1
-    if ! parted -s -a none "$device" mklabel gpt mkpart "$new_name" ${start_mib}MiB 100%; then
-        # Half a table of ours, on a volume that was empty a moment ago: without it the next run can begin anew.
-        wipefs -q -a "$device"
-        stage_failed partitioning_error "parted failed on $device"
-    fi
+    wipefs --all --no-act "$1" >/dev/null || refuse "$1 is in use"
     settle
 }
 
-# find_partition NAME: sets `partition` to the device of the volume's one partition.
+make_partition()
+{
+    local device=$root/dev/$1
+    check_alone "$device"
+    mkdir -p "${begun%/*}"
+    lasting_name "$1" >"$begun" && sync "$begun"
+    if ! parted -s -a none "$device" mklabel gpt mkpart "$new_name" ${start_mib}MiB 100%; then
+        # Half a table of ours, on a volume that was empty a moment ago: without it the next run can begin anew.
+        wipefs -q -a "$device"
+        rm -f "$begun"
+        stage_failed partitioning_error "parted failed on $device"
+    fi
+    rm -f "$begun"
+}
+
+# find_partition NAME: sets `partition` to the device of the volume's one partition. Whenever parted lets go of the
+# volume, also after it has only looked, udev has the table read again and the device is gone for a moment.
 find_partition()
 {
-    local names
-    read -ra names <<<"$(partitions_of "$1")"
-    partition=$root/dev/${names[0]:-}
-    [[ ${#names[@]} -eq 1 && -e $partition ]]
+    local names tries
+    settle
+    for ((tries = 0; tries < 10; tries++)); do
+        read -ra names <<<"$(partitions_of "$1")"
+        partition=$root/dev/${names[0]:-}
+        if [[ ${#names[@]} -eq 1 && -e $partition ]]; then
+            return 0
+        fi
+        sleep 0.5
+    done
+    return 1
+}
+
+# check_unfinished NAME: refuses when somebody has put the partition to use since.
+check_unfinished()
+{
+    local types files place=$root/run/corvane-raidprep.look
+    ends_readable "$1" || refuse "/dev/$1 cannot be read"
+    types=$(wipefs --noheadings --output TYPE "$partition") || refuse "$partition cannot be read"
+    if [[ -n $types ]]; then
+        [[ $types == xfs || $types == ext4 ]] || refuse "$partition is in use: ${types//$'\n'/ }"
+        # mkfs.xfs sets this byte of the superblock until it is done, and nobody can mount that.
+        if [[ $types == ext4 || $(od -An -tu1 -j126 -N1 "$partition" 2>/dev/null) -ne 1 ]]; then
+            mkdir -p "$place"
+            mount -t "$types" -o ro,nodev,nosuid,noexec "$partition" "$place" ||
+                refuse "$partition has a file system that cannot be looked into"
+            files=$(ls -A "$place") || files="unreadable files"
+            umount "$place" || refuse "$partition cannot be let go of"
+            [[ -z $files || $files == lost+found ]] || refuse "$partition has files"
+        fi
+    fi
+    check_alone "$partition"
 }
 
 # format NAME FILESYSTEM
@@ -201,6 +278,7 @@ format()
     esac
     "${make[@]}" "$partition" || stage_failed format_error "${make[0]} failed on $partition"
     sync
+    settle
     parted -s "$root/dev/$1" name 1 "$ready_name" || stage_failed format_error "cannot name $partition"
     settle
 }
@@ -286,6 +364,7 @@ for block in "$root"/sys/block/*; do
 done
 ((${#volumes[@]} == 1)) || refuse "${#volumes[@]} unused RAID volumes, one is expected"
 volume=${volumes[0]}
+exec 8<"$root/dev/$volume" || refuse "/dev/$volume cannot be read" # held open: no other volume gets the name
 stage=$(find_stage "$volume")
 [[ -n $stage ]] || refuse "/dev/$volume is not empty and was not prepared by this script; it is left alone"
 say "/dev/$volume: begin with stage $stage"
@@ -298,6 +377,9 @@ if ! find_partition "$volume"; then
     [[ $stage == partition ]] && word=partitioning_error
     [[ $stage == format ]] && word=format_error
     stage_failed "$word" "no partition to be seen on /dev/$volume"
+fi
+if [[ $stage == format ]]; then
+    check_unfinished "$volume"
 fi
 if [[ $stage != mount ]]; then
     format "$volume" "$(setting filesystem "$(default_filesystem)")"

@@ -1,12 +1,23 @@
 #!/bin/bash
-# Runs raidprep.sh on a made-up machine with stand-ins for the tools that touch disks.  raidprep_test.sh SCRIPT
+# Runs raidprep.sh on a made-up machine with stand-ins for the tools that touch disks, and on a loop device with the real
+# ones where root may make one.  raidprep_test.sh SCRIPT
 # shellcheck disable=SC2016 # the changes to a box are evaluated when it is there
 set -eu
 
 script=$1
 export WORK
 WORK=$(mktemp -d)
-trap 'rm -rf "$WORK"' EXIT
+loop=
+# shellcheck disable=SC2317 # called by the trap
+clean()
+{
+    if [[ -n $loop ]]; then
+        umount "$WORK/root/mnt/data" 2>/dev/null || true
+        losetup -d "$loop" || true
+    fi
+    rm -rf "$WORK"
+}
+trap clean EXIT
 root=$WORK/root
 failures=0
 
@@ -24,10 +35,11 @@ cat >"$WORK/bin/parted" <<'END'
 root=$WORK/root
 name=${0##*/}
 case "$name $*" in
-    *print | *no-act* | blkid* | mountpoint* | udevadm*) ;;
+    *print | *no-act* | *noheadings* | blkid* | mountpoint* | udevadm* | dd* | sleep* | sync* | *mount*.look) ;;
     *) echo "$name $*" | sed "s|$root||g" >>"$WORK/calls" ;;
 esac
 [[ -z ${FAIL:-} || "$name $*" != *"$FAIL"* ]] || exit 1
+appear() { touch "$root/sys/block/sdb/sdb1/partition" "$root/dev/sdb1"; }
 case "$name $*" in
     parted*print)
         echo "BYT;"
@@ -35,12 +47,20 @@ case "$name $*" in
         echo "1:2048s:800s:700s:xfs:$(<"$WORK/partname"):;" ;;
     parted*mklabel*)
         mkdir -p "$root/sys/block/sdb/sdb1/holders"
-        touch "$root/sys/block/sdb/sdb1/partition" "$root/dev/sdb1"
+        [[ -n ${LATE:-} ]] || appear
+        [[ -s $root/etc/corvane/raidprep.begun ]] || echo "the begin is not noted" >>"$WORK/calls"
         echo 8:17 >"$root/sys/block/sdb/sdb1/dev"
         ln -sfn ../../block/sdb/sdb1 "$root/sys/class/block/sdb1"
         echo corvane-new >"$WORK/partname" ;;
     parted*name*) echo "${!#}" >"$WORK/partname" ;;
-    wipefs*no-act*) printf '%s' "${SIGNATURE:-}" ;;
+    wipefs*noheadings*sdb1) printf '%s' "${CONTENT:-}" ;;
+    wipefs*noheadings*) printf '%s' "${SIGNATURE:-}" ;;
+    mount*.look) touch "${!#}/${FILE:-lost+found}" ;;
+    umount*.look) rm "${!#}"/* ;;
+    sleep*) echo >>"$WORK/sleeps"; [[ $(wc -l <"$WORK/sleeps") != "${LATE:-}" ]] || appear ;;
+    # The first and the last 4 MiB of sdb; wrong places read nothing.
+    "dd if=$root/dev/sdb bs=1M count=4 iflag=direct,skip_bytes skip=0") head -c 4194304 /dev/zero ;;
+    "dd if=$root/dev/sdb bs=1M count=4 iflag=direct,skip_bytes skip=1019215872") head -c "${END:-4194304}" /dev/zero ;;
     blkid*-O*) exit "${BLKID:-2}" ;;
     blkid*UUID*) echo U-1 ;;
     blkid*TYPE*) echo xfs ;;
@@ -48,7 +68,7 @@ case "$name $*" in
 esac
 END
 chmod +x "$WORK/bin/parted"
-for tool in wipefs blkid mkfs.xfs mkfs.ext4 mount umount mountpoint udevadm; do
+for tool in wipefs blkid mkfs.xfs mkfs.ext4 mount umount mountpoint udevadm dd sleep sync; do
     ln -s parted "$WORK/bin/$tool"
 done
 
@@ -60,6 +80,8 @@ add_disk()
     ln -sfn "../../devices/$2" "$root/sys/block/$1/device"
     ln -sfn "../../block/$1" "$root/sys/class/block/$1"
     echo 0 >"$root/sys/block/$1/ro"
+    echo 1998848 >"$root/sys/block/$1/size"
+    echo "naa.$1" >"$root/sys/devices/$2/wwid"
     echo "8:$host" >"$root/sys/block/$1/dev"
     echo "$3" >"$root/sys/class/scsi_host/host$host/proc_name"
     touch "$root/dev/$1"
@@ -68,7 +90,7 @@ add_disk()
 # A plain disk, the system's volume, and the new data volume sdb.
 make_box()
 {
-    rm -rf "$root" "$WORK/partname"
+    rm -rf "$root" "$WORK/partname" "$WORK/sleeps"
     mkdir -p "$root"/{dev,etc,proc/self,proc/1,sys/class/block}
     add_disk sda 0:0:0:0 ahci
     add_disk sdb 16:2:1:0 megaraid_sas
@@ -127,15 +149,33 @@ refused()
     eval "$2"
     run 1 ''
     calls ''
-    SIGNATURE='' BLKID='' FAIL='' TABLE=''
+    SIGNATURE='' BLKID='' FAIL='' TABLE='' CONTENT='' FILE='' END='' LATE=''
 }
-export SIGNATURE BLKID FAIL TABLE
+export SIGNATURE BLKID FAIL TABLE CONTENT FILE END LATE
 foreign_partition='"$WORK/bin/parted" mklabel; : >"$WORK/calls"'
 refused "a signature" 'SIGNATURE=xfs'
 refused "an old file system where the partition would begin" 'BLKID=0'
 refused "a probe that fails" 'BLKID=4'
-refused "signatures that cannot be read" 'FAIL=no-act'
-refused "a device that cannot be read" 'rm "$root/dev/sdb"; mkdir "$root/dev/sdb"'
+refused "signatures that cannot be read" 'FAIL=noheadings'
+refused "a start that cannot be read" 'FAIL=skip=0'
+refused "an end that can be read in part" 'END=4193792'
+refused "a use that no list shows" 'FAIL="--all --no-act"'
+refused "an empty table" 'SIGNATURE=gpt'
+refused "an empty table, begun on another volume" \
+    'SIGNATURE=gpt; mkdir "$root/etc/corvane"; echo naa.sde >"$root/etc/corvane/raidprep.begun"'
+refused "a file system where a table was begun" \
+    'SIGNATURE=xfs; mkdir "$root/etc/corvane"; echo naa.sdb >"$root/etc/corvane/raidprep.begun"'
+only_sdb='echo 1 >"$root/sys/block/sdc/ro"' # which would be a second unused volume without the lists
+refused "no list of the first process's mounts" "$only_sdb; rm \"\$root/proc/1/mountinfo\""
+refused "no list of the mounts" "$only_sdb; rm \"\$root/proc/self/mountinfo\""
+refused "a list of swap space that cannot be read" 'rm "$root/proc/swaps"; mkdir "$root/proc/swaps"'
+unfinished="$foreign_partition; CONTENT=xfs"
+refused "an unfinished partition with files" "$unfinished; FILE=video"
+refused "an unfinished partition that cannot be mounted" "$unfinished; FAIL=.look"
+refused "an unfinished partition that is something else" "$unfinished; CONTENT=LVM2_member"
+refused "an unfinished partition with two contents" "$unfinished; CONTENT=xfs\$'\\n'crypto_LUKS"
+refused "an unfinished partition that cannot be read" "$unfinished; FAIL=skip=0"
+refused "an unfinished partition in use" "$unfinished; FAIL=no-act"
 refused "a foreign partition" "$foreign_partition; echo other >\"\$WORK/partname\""
 refused "a table of another kind" "$foreign_partition; TABLE=msdos"
 refused "a second partition" "$foreign_partition; cp -r \"\$root\"/sys/block/sdb/sdb{1,2}; cp -P \"\$root\"/sys/class/block/sdb{1,2}"
@@ -146,7 +186,22 @@ refused "swap space" 'echo "/dev/sdb partition 1 0 -3" >>"$root/proc/swaps"'
 refused "read-only" 'echo 1 >"$root/sys/block/sdb/ro"'
 refused "a single drive behind the controller" 'add_disk sdb 16:0:1:0 megaraid_sas'
 refused "another driver" 'add_disk sdb 16:2:1:0 ahci'
-refused "two unused volumes" 'add_disk sde 48:1:0:1 smartpqi'
+refused "two unused volumes" 'add_disk sde 48:0:1:0 aacraid'
+
+# What counts as a volume here has to be one for sysinfo.sh, or the plug-in would not see that it is mounted.
+for driver in megaraid_sas aacraid smartpqi mpt3sas ahci; do
+    for channel in 0 1 2 3; do
+        test="$driver, channel $channel"
+        make_box
+        add_disk sdb "16:$channel:1:0" "$driver"
+        disk='"name":"sdb","path":"/dev/sdb","type":"disk","hctl":"16:'$channel':1:0","mountpoint":"/mnt/data"'
+        printf '#!/bin/sh\necho \047{"blockdevices":[{%s}]}\047\n' "$disk" >"$WORK/lsblk"
+        chmod +x "$WORK/lsblk"
+        known=$(SYSINFO_ROOT=$root SYSINFO_LSBLK=$WORK/lsblk SYSINFO_FINDMNT=false "${script%/*}/sysinfo.sh" |
+            grep -c ^raid-volume=) || true
+        run "$((known == 0))" ''
+    done
+done
 
 # Each stage fails, and the next run takes it up.
 test="partitioning fails"
@@ -158,20 +213,39 @@ test="formatting fails"
 FAIL=mkfs run 1 'format_error '
 calls "$partition$format"
 test="naming fails"
+export CONTENT=ext4
 FAIL='name 1' run 1 'format_error '
+CONTENT=''
 calls "$format$name"
 test="mounting fails"
 FAIL='mount -t' run 1 'mount_part_error '
 calls "$format$name$mount"
-[[ $(ls "$root/etc") == fstab && $(wc -l <"$root/etc/fstab") == 1 ]] || fail "$test: fstab was changed"
+[[ $(find "$root/etc" -type f) == "$root/etc/fstab" && $(wc -l <"$root/etc/fstab") == 1 ]] || fail "$test: fstab was changed"
 test="the last stage"
 run 0 ''
 calls "$mount"
 
+test="cut off between the table and the partition"
+make_box
+mkdir "$root/etc/corvane"
+echo naa.sdb >"$root/etc/corvane/raidprep.begun"
+rm "$root/proc/swaps" # a kernel without swap space
+SIGNATURE=$'gpt\ngpt\nPMBR' run 0 ''
+calls "$partition$format$name$mount"
+[[ ! -e $root/etc/corvane/raidprep.begun ]] || fail "$test: the note stays"
+test="the partition's device is late"
+make_box
+LATE=9 run 0 ''
+calls "$partition$format$name$mount"
+test="the partition's device never comes"
+make_box
+LATE=11 run 1 'partitioning_error '
+calls "$partition"
+
 # The mount point.
 test="settings, and a line of ours for a volume that is gone"
 make_box
-mkdir "$root/etc/corvane"
+mkdir -p "$root/etc/corvane"
 printf 'filesystem=ext4\nmountpoint=/video' >"$root/etc/corvane/raidprep"
 echo 'UUID=U-0 /video xfs noatime,x-corvane-data,nofail 0 0' >>"$root/etc/fstab"
 run 0 ''
@@ -188,4 +262,84 @@ for change in 'echo "UUID=U-0 /mnt/data xfs noatime 0 0" >>"$root/etc/fstab"' 'm
     cmp "$WORK/fstab" "$root/etc/fstab" || fail "$test: fstab was changed"
 done
 
+# The real tools on a loop device, which only has to pass for the volume sdb.
+truncate -s 400M "$WORK/volume.img"
+if [[ $(id -u) -ne 0 ]] || ! command -v parted mkfs.xfs >/dev/null ||
+    ! loop=$(losetup --find --show --partscan "$WORK/volume.img" 2>/dev/null); then
+    echo "without root, parted, mkfs.xfs or loop devices: the real tools were not tried"
+    exit $((failures > 0))
+fi
+rm "$WORK"/bin/*
+make_box
+echo 819200 >"$root/sys/block/sdb/size"
+ln -sf "$loop" "$root/dev/sdb"
+cat >"$WORK/bin/parted" <<END
+#!/bin/bash
+status=0
+$(command -v parted) "\$@" || status=\$?
+if [[ -e ${loop}p1 ]]; then
+    mkdir -p "$root/sys/block/sdb/sdb1/holders"
+    touch "$root/sys/block/sdb/sdb1/partition"
+    cat "/sys/class/block/${loop##*/}p1/dev" >"$root/sys/block/sdb/sdb1/dev"
+    ln -sfn ../../block/sdb/sdb1 "$root/sys/class/block/sdb1"
+    ln -sfn "${loop}p1" "$root/dev/sdb1"
+fi
+exit \$status
+END
+chmod +x "$WORK/bin/parted"
+forget() { rm -rf "$root"/sys/{block/sdb/sdb1,class/block/sdb1} "$root/dev/sdb1"; }
+test="loop device: mounted elsewhere, which the lists do not show"
+mkdir -p "$root/mnt/data"
+mkfs.ext4 -q -F "$loop"
+mount "$loop" "$root/mnt/data"
+dd if=/dev/zero of="$loop" bs=1M count=4 conv=fsync status=none
+run 1 ''
+grep -q 'is in use' "$WORK/out" || fail "$test: not noticed"
+umount "$root/mnt/data"
+test="loop device: empty"
+run 0 ''
+[[ $(findmnt -no FSTYPE "$root/mnt/data") == xfs ]] || fail "$test: not mounted"
+echo "a recording" >"$root/mnt/data/recording"
+umount "$root/mnt/data"
+test="loop device: first name, but files"
+"$WORK/bin/parted" -s "$loop" name 1 corvane-new
+run 1 ''
+mount "$loop"p1 "$root/mnt/data"
+[[ $(<"$root/mnt/data/recording") == "a recording" ]] || fail "$test: lost"
+rm "$root/mnt/data/recording"
+umount "$root/mnt/data"
+sed -i '$d' "$root/etc/fstab"
+test="loop device: first name, no files"
+run 0 ''
+umount "$root/mnt/data"
+test="loop device: a file system that mkfs.xfs has not finished"
+if command -v xfs_db >/dev/null; then
+    "$WORK/bin/parted" -s "$loop" name 1 corvane-new
+    xfs_db -x -c 'sb 0' -c 'write inprogress 1' "$loop"p1 >/dev/null
+    [[ $(wipefs --noheadings --output TYPE "$loop"p1) == xfs ]] || fail "$test: is none"
+    sed -i '$d' "$root/etc/fstab"
+    run 0 ''
+    umount "$root/mnt/data"
+fi
+test="loop device: an empty table, ours or not"
+sed -i '$d' "$root/etc/fstab"
+"$WORK/bin/parted" -s "$loop" rm 1
+forget
+dd if=/dev/zero of="$loop" bs=1M seek=1 count=8 conv=fsync status=none
+run 1 ''
+mkdir -p "$root/etc/corvane"
+echo naa.sdb >"$root/etc/corvane/raidprep.begun"
+run 0 ''
+umount "$root/mnt/data"
+test="loop device: cannot be read, so no signature is seen"
+wipefs -q -a "$loop"p1 "$loop"
+"$(command -v partx)" -d "$loop" 2>/dev/null || true
+forget
+for size in 0 200M; do
+    truncate -s "$size" "$WORK/volume.img"
+    [[ -z $(wipefs "$loop") ]] || fail "$test: it is seen"
+    run 1 ''
+    grep -q 'is not empty' "$WORK/out" || fail "$test: another reason"
+done
+echo "the real tools were tried on $loop"
 exit $((failures > 0))
