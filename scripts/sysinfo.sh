@@ -26,6 +26,7 @@
 # one nobody has looked for signatures). A drive with an empty partition table has to be wiped by hand first.
 # Or 1 for a drive that driveprep.sh has not finished: its only partition has the name "corvane-new" or "corvane-data"
 # and is not mounted. The script formats the first only, and mounts both.
+# In both cases its first and last 4 MiB can be read: udev sees no signature on a drive that it cannot read either.
 #
 # Meant for tests only: SYSINFO_ROOT stands before all paths read, SYSINFO_LSBLK and SYSINFO_FINDMNT replace the
 # two commands.
@@ -418,6 +419,37 @@ print_drives()
         }'
 }
 
+# has_readable_ends DEVICE: each end within 20 seconds, and all drives together within a minute. A dying drive can keep its
+# reader for minutes, and nobody would get to know about the others meanwhile.
+has_readable_ends()
+{
+    local sectors at found seconds bytes=$((4 * 1024 * 1024))
+    sectors=$(first_line "$root/sys/class/block/$1/size")
+    [[ $sectors =~ ^[0-9]+$ ]] || return 1
+    for at in 0 $((sectors * 512 - bytes)); do
+        seconds=$((60 - SECONDS < 20 ? 60 - SECONDS : 20))
+        found=
+        ((seconds > 0)) && read -r -t "$seconds" found < <(
+            exec 2>/dev/null
+            dd if="$root/dev/$1" bs=1M count=4 iflag=direct,skip_bytes skip="$at" | wc -c
+        )
+        [[ $found == "$bytes" ]] || return 1
+    done
+}
+
+# Passes the lines of print_drives on.
+check_needs_prep()
+{
+    local line name=
+    while IFS= read -r line; do
+        case $line in
+        drive-name=*) name=${line#*=} ;;
+        drive-needs-prep=1) has_readable_ends "$name" || line=drive-needs-prep=0 ;;
+        esac
+        printf '%s\n' "$line"
+    done
+}
+
 columns=NAME,PATH,MAJ:MIN,TYPE,SERIAL,HCTL,RM,HOTPLUG,RO,SIZE,MOUNTPOINT,FSTYPE,PTTYPE,PARTLABEL
 if ! blocks=$("$lsblk" -J -b -o "$columns"); then
     echo "sysinfo.sh: lsblk failed"
@@ -429,7 +461,10 @@ mounts=$("$findmnt" -J -o SOURCE,TARGET) || mounts=
 print_board
 print_machine
 print_installation
-if ! { list_slots; list_serials; printf '%s\n' "$mounts" "$blocks"; } | print_drives; then
+if ! drives=$({ list_slots; list_serials; printf '%s\n' "$mounts" "$blocks"; } | print_drives); then
     echo "sysinfo.sh: cannot read the list of drives"
     exit 1
+fi
+if [[ -n $drives ]]; then
+    check_needs_prep <<<"$drives"
 fi

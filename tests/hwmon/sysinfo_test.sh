@@ -31,9 +31,27 @@ failing()
     chmod +x "$work/$1"
 }
 
+# Reads 4 MiB of a drive at its start or its end, unless a file NAME-PLACE tells how many bytes can be read
+# there. Wrong places read nothing. The other reads are real ones.
+real_dd=$(command -v dd)
+mkdir "$work/bin"
+cat >"$work/bin/dd" <<END
+#!/bin/bash
+place=
+case "\$*" in
+*direct*skip=0) place=start ;;
+*direct*skip=\$((1953525168 * 512 - 4194304))) place=end ;;
+*direct*) exit 1 ;;
+*) exec $real_dd "\$@" ;;
+esac
+name=\${1##*/}
+head -c "\$(cat "$work/\$name-\$place" 2>/dev/null || echo 4194304)" /dev/zero
+END
+chmod +x "$work/bin/dd"
+
 run()
 {
-    SYSINFO_ROOT=$work/root SYSINFO_LSBLK=$work/lsblk SYSINFO_FINDMNT=$work/findmnt "$script"
+    PATH=$work/bin:$PATH SYSINFO_ROOT=$work/root SYSINFO_LSBLK=$work/lsblk SYSINFO_FINDMNT=$work/findmnt "$script"
 }
 
 make_box()
@@ -66,6 +84,11 @@ make_box()
     for number in 8:0 8:16 8:32 8:48 8:64 8:80 8:144 8:160 8:176 8:208 8:224 8:240 65:0 259:1 259:2; do # none for sdh
         touch "$root/run/udev/data/b$number"
     done
+    local name
+    sed -n 's/^ *"name": "\(.*\)",/\1/p' "$data/lsblk.json" | while read -r name; do
+        mkdir -p "$root/sys/class/block/$name"
+        echo 1953525168 >"$root/sys/class/block/$name/size"
+    done
 }
 
 make_box
@@ -73,6 +96,15 @@ answer lsblk "$data/lsblk.json"
 answer findmnt "$data/findmnt.json"
 run >"$work/out"
 expect "a machine with all there is" "$data/sysinfo-full.txt" "$work/out"
+
+# A drive that cannot be read shows no signature, but is not known to be empty.
+needing() { grep -E '^drive-(name|needs-prep=1)' | grep -B1 prep | sed -n 's/drive-name=//p'; }
+needing <"$work/out" | grep -vxE 'sdc|sdn|sdo' >"$work/expected"
+echo 0 >"$work/sdn-start"
+echo 4193792 >"$work/sdo-end"
+rm "$work/root/sys/class/block/sdc/size"
+run | needing >"$work/picked"
+expect "drives that cannot be read" "$work/expected" "$work/picked"
 
 # Without bays drives are numbered by address, and the drive on a removable port counts as removable. Without findmnt the
 # mounts come from lsblk.

@@ -240,6 +240,15 @@ exchanged-after-the-partition exchange-partition - parted;
 exchanged-after-the-format exchange-format - parted;mkfs.xfs;
 partition-of-another other-name system parted;
 END
+for change in "serial OTHER" "name corvane-data"; do
+    new_machine
+    stub mkfs.xfs <<END
+echo "${change#* }" >"\$STATE/${change% *}"
+exit 1
+END
+    run NEW1
+    expect "format fails, $change meanwhile: calls" "1 parted;" "$status $(calls | sed 's/parted -s -a[^;]*/parted/')"
+done
 new_machine
 touch "$STATE/no-device"
 run NEW1
