@@ -284,6 +284,15 @@ std::string DescribeModules(const Picture& picture)
     return text;
 }
 
+namespace
+{
+// A sensor of a management controller says in its name what there is to say.
+std::string WithDetail(const std::string& what, const std::string& detail)
+{
+    return detail.empty() ? what : what + ": " + detail;
+}
+} // namespace
+
 std::string DescribeChange(const Picture& picture, const PictureChange& change)
 {
     const std::string subject = SafeText(change.subject);
@@ -292,9 +301,9 @@ std::string DescribeChange(const Picture& picture, const PictureChange& change)
     {
     case ChangeKind::AlarmRaised:
     case ChangeKind::AlarmText:
-        return fmt::format("ALARM {}: {}{}", subject, text, ValueText(picture, change));
+        return WithDetail("ALARM " + subject, text + ValueText(picture, change));
     case ChangeKind::AlarmCleared:
-        return fmt::format("alarm cleared {}: {}{}", subject, text, ValueText(picture, change));
+        return WithDetail("alarm cleared " + subject, text + ValueText(picture, change));
     case ChangeKind::DiskAdded:
         return fmt::format("disk {}: found {}", subject, text);
     case ChangeKind::DiskGone:

@@ -12,9 +12,10 @@ packages=(cmake ninja-build g++-12
     libtinyxml-dev libcli11-dev libfmt-dev)
 case "${1:-run}" in
 run) ;;
-test) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev) ;;
+test) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev
+    parted xfsprogs e2fsprogs) ;;
 ci) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev
-    clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 shellcheck) ;;
+    parted xfsprogs e2fsprogs clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 shellcheck) ;;
 *)
     echo "setup.sh: unknown set '$1' (run, test or ci)" >&2
     exit 2
