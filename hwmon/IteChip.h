@@ -72,7 +72,6 @@ private:
 };
 
 // --- Rows common to the chips of the family
-// -----------------------------------------------------------------
 
 inline constexpr auto kIteTemperatures = std::to_array<IteTemperatureRow>({
     {2100, 0x29, 0x40, 0x41},

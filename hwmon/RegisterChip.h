@@ -116,7 +116,6 @@ private:
 };
 
 // --- Rows common to the chips of the family
-// -----------------------------------------------------------------
 
 inline constexpr auto kRegisterVoltages = std::to_array<VoltageRow>({
     {1000, 0x020, 0x02B, 0x02C},
@@ -130,6 +129,28 @@ inline constexpr auto kRegisterVoltages = std::to_array<VoltageRow>({
     {1008, 0x551, 0x556, 0x557},
 });
 static_assert(IdsAscend<VoltageRow>(kRegisterVoltages));
+
+// W83627DHG and W83677HG; the latter has no status bit for fan 3004.
+inline constexpr auto kW83Alarms = std::to_array<AlarmRow>({
+    {1000, AlarmSource::A, 0},
+    {1001, AlarmSource::A, 1},
+    {1002, AlarmSource::A, 2},
+    {1003, AlarmSource::A, 3},
+    {1004, AlarmSource::B, 0},
+    {1005, AlarmSource::C, 5},
+    {1006, AlarmSource::C, 4},
+    {1007, AlarmSource::C, 0},
+    {1008, AlarmSource::C, 1},
+    {2000, AlarmSource::A, 4},
+    {2001, AlarmSource::A, 5},
+    {2002, AlarmSource::B, 5},
+    {3000, AlarmSource::A, 6},
+    {3001, AlarmSource::A, 7},
+    {3003, AlarmSource::B, 3},
+    {3004, AlarmSource::C, 7},
+});
+static_assert(IdsAscend<AlarmRow>(kW83Alarms));
+inline constexpr std::span<const AlarmRow> kW83AlarmsWithout3004{kW83Alarms.data(), kW83Alarms.size() - 1};
 
 // Power-management events on, then the watchdog's among them.
 inline constexpr auto kRegisterEnablePme = std::to_array<Step>({

@@ -20,31 +20,11 @@ constexpr auto kFans = std::to_array<DivisorFanRow>({
 });
 static_assert(IdsAscend<DivisorFanRow>(kFans));
 
-constexpr auto kAlarms = std::to_array<AlarmRow>({
-    {1000, AlarmSource::A, 0},
-    {1001, AlarmSource::A, 1},
-    {1002, AlarmSource::A, 2},
-    {1003, AlarmSource::A, 3},
-    {1004, AlarmSource::B, 0},
-    {1005, AlarmSource::C, 5},
-    {1006, AlarmSource::C, 4},
-    {1007, AlarmSource::C, 0},
-    {1008, AlarmSource::C, 1},
-    {2000, AlarmSource::A, 4},
-    {2001, AlarmSource::A, 5},
-    {2002, AlarmSource::B, 5},
-    {3000, AlarmSource::A, 6},
-    {3001, AlarmSource::A, 7},
-    {3003, AlarmSource::B, 3},
-    {3004, AlarmSource::C, 7},
-});
-static_assert(IdsAscend<AlarmRow>(kAlarms));
-
 constexpr RegisterChipMap kMap{
     .voltages = kRegisterVoltages,
     .temperatures = kTemperatures,
     .divisorFans = kFans,
-    .alarms = kAlarms,
+    .alarms = kW83Alarms,
     .watchdog = kRegisterWatchdog,
     .limitsNeedConversion = false,
 };

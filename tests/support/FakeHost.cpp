@@ -227,11 +227,15 @@ int CFakeHost::EndHangingIf(const std::function<bool(const Program&)>& chosen, i
             ended->answer.hang = false;
             ended->answer.noStart = false;
             ended->answer.exitCode = exitCode;
+            ended->isEnding = true;
             m_queue.push_back(*ended);
         }
         m_hanging.erase(kept, m_hanging.end());
+        m_ending += count;
     }
     m_changed.notify_all();
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_stopping || m_ending == 0; });
     return count;
 }
 
@@ -331,7 +335,16 @@ void CFakeHost::Work()
             program = std::move(m_queue.front());
             m_queue.pop_front();
         }
+        const bool isEnding = program.isEnding;
         Play(std::move(program));
+        if (isEnding)
+        {
+            {
+                const std::lock_guard lock(m_mutex);
+                --m_ending;
+            }
+            m_changed.notify_all();
+        }
     }
 }
 

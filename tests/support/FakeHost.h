@@ -92,7 +92,8 @@ public:
     // has no answer either, the start fails with ENOENT.
     void SetProgramHook(ProgramHook hook);
 
-    // Ends all programs that hang, or those of one argument vector. Returns their number.
+    // Ends all programs that hang, or those of one argument vector, and waits until their end has been
+    // delivered. Returns their number.
     int EndHanging(int exitCode = 0);
     int EndHanging(const Arguments& arguments, int exitCode = 0);
     [[nodiscard]] int HangingCount() const;
@@ -122,6 +123,7 @@ private:
         Answer answer;
         bool started = false;
         bool answered = false;
+        bool isEnding = false; // by EndHanging
     };
 
     struct AnswerQueue
@@ -154,6 +156,7 @@ private:
     ProgramHook m_hook;
     std::deque<Program> m_queue;
     std::vector<Program> m_hanging;
+    int m_ending = 0; // programs whose end is not yet delivered
     bool m_stopping = false;
     std::thread m_worker; // last: it uses all of the above
 };
