@@ -42,7 +42,7 @@ public:
     // The background activity of one RAID unit, empty when it is idle or unknown.
     [[nodiscard]] virtual std::string GetUnitTaskText(const std::string& unitName) const = 0;
 
-    // Makes the disk a hot spare or releases it; records its result code in the disk. 1 when the tool was asked,
-    // whatever it said; 0 when there was nothing to ask.
+    // Makes the disk a hot spare or releases it; records its result code in the disk. 1 when the tool was
+    // asked, whatever it said; 0 when there was nothing to ask.
     virtual int SetDiskHotSpare(const std::shared_ptr<CDisk>& disk, bool enable) = 0;
 };
