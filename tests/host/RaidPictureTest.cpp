@@ -14,7 +14,6 @@ namespace
 using namespace host;
 using testing::Contains;
 using testing::HasSubstr;
-using testing::Not;
 
 struct MessageCase
 {
