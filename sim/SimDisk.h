@@ -89,7 +89,7 @@ public:
     [[nodiscard]] const CSelfTest& SelfTest() const { return m_selfTest; }
     CSelfTest& SelfTest() { return m_selfTest; }
 
-    // What the drive is used for at the moment; the specification says it for the moment of switching on.
+    // What the drive is used for at the moment; the DiskSpec tells the moment of switching on.
     [[nodiscard]] DriveUse Use(SimTime now) const { return m_use.At(now); }
     std::vector<PrepStep> StartPrep(const std::string& mountPath, SimTime now)
     {
