@@ -82,7 +82,8 @@ bool Execute(mcontext_t& machine)
     constexpr greg_t kLowByte = 0xFF;
     greg_t& rip = machine.gregs[REG_RIP];
     greg_t& rax = machine.gregs[REG_RAX];
-    const auto* const code = reinterpret_cast<const std::uint8_t*>(rip); // NOLINT(performance-no-int-to-ptr)
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the context holds addresses as numbers
+    const auto* const code = reinterpret_cast<const std::uint8_t*>(rip);
     const Instruction found = Decode(code, static_cast<std::uint16_t>(machine.gregs[REG_RDX]));
     sim::CIoPorts* const ports = g_ports.load(std::memory_order_acquire);
     if (found.length == 0 || ports == nullptr || !t_permissions.Has(found.port))

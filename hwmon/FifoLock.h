@@ -22,7 +22,7 @@ public:
         m_served.wait(guard, [this, mine] { return m_nowServed == mine; });
     }
 
-    void unlock() // NOLINT(readability-identifier-naming)
+    void unlock() // NOLINT(readability-identifier-naming): likewise
     {
         const std::lock_guard guard(m_mutex);
         ++m_nowServed;
