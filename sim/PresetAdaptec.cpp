@@ -1,6 +1,6 @@
 // A recorder with an Adaptec controller: two SSDs on its second connector mirrored for the system, eight bays
 // on the first.
-#include "sim/Presets.h"
+#include "sim/PresetRaid.h"
 
 namespace sim
 {
@@ -62,14 +62,7 @@ RaidSpec Raid()
     raid.drives.back().isPlugged = false;
     raid.drives.push_back(SystemDrive(0, "HS2A02210"));
     raid.drives.push_back(SystemDrive(1, "HS2A02215"));
-    // Numbers of arrays and logical drives need not agree.
-    raid.arrays = {{.group = 1,
-                    .volume = 0,
-                    .level = 1,
-                    .label = "system",
-                    .drives = {"0:24", "0:25"},
-                    .osDevice = "/dev/sda",
-                    .mountPaths = {"/"}}};
+    raid.arrays = {SystemMirror({"0:24", "0:25"})};
     return raid;
 }
 
@@ -80,10 +73,6 @@ constexpr const char* kSystemDescription = R"(<?xml version="1.0"?>
     <defaultraidlevel value="6"/>
     <Drives StorageRows="2" StorageCols="4" VerticalOrder="1" VerticalSlots="0" HorizontalFlip="0"/>
 </SystemInfo>
-)";
-
-constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
-<HwMonitor/>
 )";
 
 // Eight minutes: a preparation with two stumbles, a member lost without a spare, another with one. A step of
@@ -139,19 +128,6 @@ at 8m50s end
 
 AppliancePreset MakeAdaptecPreset()
 {
-    AppliancePreset preset;
-    preset.board = {.vendor = "Tarnwerk",
-                    .model = "TB-620R",
-                    .firmwareVendor = "Tarnwerk",
-                    .firmwareVersion = "3.02",
-                    .operatingSystem = "Appliance Linux 12",
-                    .baseImageVersion = "12.4.1",
-                    .memory = "65536 MB",
-                    .swap = "8192 MB",
-                    .processors = {"Corelia C8-4200 @ 3.10GHz"}};
-    preset.raid = Raid();
-    preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kHardwareDescription}};
-    preset.scenario = kScenario;
-    return preset;
+    return MakeRaidPreset(Raid(), kSystemDescription, kScenario);
 }
 } // namespace sim

@@ -1,6 +1,6 @@
 // A recorder with an LSI controller: two SSDs mirrored for the system, hard disks in twelve bays from which
 // the data volume is yet to be made.
-#include "sim/Presets.h"
+#include "sim/PresetRaid.h"
 
 namespace sim
 {
@@ -66,14 +66,7 @@ RaidSpec Raid()
     raid.drives.back().isPlugged = false;
     raid.drives.push_back(SystemDrive(0, "HS4A00731"));
     raid.drives.push_back(SystemDrive(1, "HS4A00732"));
-    // Numbers of groups and volumes need not agree.
-    raid.arrays = {{.group = 1,
-                    .volume = 0,
-                    .level = 1,
-                    .label = "system",
-                    .drives = {"65:12", "65:13"},
-                    .osDevice = "/dev/sda",
-                    .mountPaths = {"/"}}};
+    raid.arrays = {SystemMirror({"65:12", "65:13"})};
     return raid;
 }
 
@@ -82,10 +75,6 @@ constexpr const char* kSystemDescription = R"(<?xml version="1.0"?>
     <family value="n_series"/>
     <Drives StorageRows="3" StorageCols="4" VerticalOrder="0" VerticalSlots="0" HorizontalFlip="0"/>
 </SystemInfo>
-)";
-
-constexpr const char* kHardwareDescription = R"(<?xml version="1.0"?>
-<HwMonitor/>
 )";
 
 // Eight minutes from a machine without a data volume to one that has been through everything. A step of a
@@ -138,19 +127,6 @@ at 7m50s end
 
 AppliancePreset MakeLsiPreset()
 {
-    AppliancePreset preset;
-    preset.board = {.vendor = "Tarnwerk",
-                    .model = "TB-620R",
-                    .firmwareVendor = "Tarnwerk",
-                    .firmwareVersion = "3.02",
-                    .operatingSystem = "Appliance Linux 12",
-                    .baseImageVersion = "12.4.1",
-                    .memory = "65536 MB",
-                    .swap = "8192 MB",
-                    .processors = {"Corelia C8-4200 @ 3.10GHz"}};
-    preset.raid = Raid();
-    preset.files = {{"tqsysteminfo.xml", kSystemDescription}, {"hwmconfig.xml", kHardwareDescription}};
-    preset.scenario = kScenario;
-    return preset;
+    return MakeRaidPreset(Raid(), kSystemDescription, kScenario);
 }
 } // namespace sim
