@@ -3,6 +3,7 @@
 #   bench/run.sh            about two minutes
 #   bench/run.sh --quick    a few seconds: shows that they run, not what they measure
 set -euo pipefail
+shopt -s inherit_errexit
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=build/release/bench
 if [ "${1:-}" = --quick ]; then
@@ -14,51 +15,78 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target bench_smartctl bench_storcli bench_controller_pass bench_selftest bench_log \
     bench_storage_pass bench_memory bench_heartbeats bench_hwmon
 
-csv=$(mktemp)
-trap 'rm -f "$csv"' EXIT
+results=$(mktemp)
+errors=$(mktemp)
+trap 'rm -f "$results" "$errors"' EXIT
+
+# measure BENCHMARK: all its rows in random order. Fails, with what was said, when it dies or a row reports an error.
 measure() {
     "$build/$1" --benchmark_repetitions="$repetitions" --benchmark_min_time="$min_time" \
-        --benchmark_enable_random_interleaving=true --benchmark_format=csv 2>/dev/null >"$csv"
+        --benchmark_enable_random_interleaving=true --benchmark_format=json 2>"$errors" >"$results" || {
+        echo "bench/run.sh: $1 failed:" >&2
+        cat "$errors" >&2
+        return 1
+    }
+    jq '.benchmarks[] | select(.error_occurred) | error("\(.name): \(.error_message)")' "$results"
 }
-# median NAME [COLUMN]: median of the repetitions, of the real time (column 3) or the processor time (column 4)
+# median NAME [FIELD]: of the repetitions; fails when there is no such row
 median() {
-    awk -F, -v name="\"$1\"" -v column="${2:-3}" '$1 == name && $column > 0 { v[n++] = $column }
-        END {
-            if (n == 0) exit 1
-            for (i = 1; i < n; ++i) for (j = i; j > 0 && v[j] < v[j - 1]; --j) { t = v[j]; v[j] = v[j - 1]; v[j - 1] = t }
-            printf "%.3f", v[int(n / 2)]
-        }' "$csv"
+    jq --arg name "$1" --arg field "${2:-cpu_time}" '
+        [.benchmarks[] | select(.name == $name and .run_type == "iteration") | .[$field]] |
+        if length == 0 then error("no row " + $name) else sort | .[length / 2 | floor] end' "$results"
 }
-ratio() { awk -v a="$1" -v b="$2" -v d="${3:-1}" 'BEGIN { printf "%.2f", a / b / d }'; }
+# total NAME FIELD: sum over the repetitions
+total() {
+    jq --arg name "$1" --arg field "$2" '
+        [.benchmarks[] | select(.name == $name and .run_type == "iteration") | .[$field]] |
+        if length == 0 then error("no row " + $name) else add end' "$results"
+}
+# ratio NAME OTHER [FIELD [DIVISOR]]: of two medians
+ratio() {
+    local above below
+    above=$(median "$1" "${3:-cpu_time}")
+    below=$(median "$2" "${3:-cpu_time}")
+    awk -v a="$above" -v b="$below" -v d="${4:-1}" 'BEGIN { printf "%.2f", a / b / d }'
+}
+# figure TEXT LIMIT COMMAND...: one line with what the command prints
+figure() {
+    local text=$1 limit=$2 value
+    shift 2
+    value=$("$@")
+    printf '%-62s %s  (limit %s)\n' "$text:" "$value" "$limit"
+}
+milliseconds() { median "$@" | awk '{ printf "%.2f", $1 }'; }
+allocations() {
+    local silent passing
+    silent=$(total LineBelowThreshold allocations)
+    passing=$(total LineThatPasses allocations)
+    echo "$silent $passing"
+}
 
 measure bench_smartctl
-ours=$(median ParseDiskInfoWhole 4)
-echo "ParseDiskInfo, 37 KB report, over RapidJSON's bare DOM parse:  $(ratio "$ours" "$(median RapidJsonTree 4)")  (limit 1.25)"
-echo "ParseDiskInfo, 37 KB report, over nlohmann's parse:            $(ratio "$ours" "$(median NlohmannTree 4)")  (limit 0.25)"
+figure "ParseDiskInfo, 37 KB report, over RapidJSON's bare DOM parse" 1.25 ratio ParseDiskInfoWhole RapidJsonTree
+figure "ParseDiskInfo, 37 KB report, over nlohmann's parse" 0.25 ratio ParseDiskInfoWhole NlohmannTree
 
 measure bench_selftest
-echo "Self-test report, 60 disks, read and taken up, over TinyXML:   $(ratio "$(median ReportWhole 4)" "$(median TinyXmlTree 4)")  (limit 2.00)"
+figure "Self-test report, 60 disks, read and taken up, over TinyXML" 2.00 ratio ReportWhole TinyXmlTree
 
 measure bench_storage_pass
-echo "Storage pass, cost per disk, 256 disks over 16:                $(ratio "$(median FullPass/256/real_time)" \
-    "$(median FullPass/16/real_time)" 16)  (limit 1.50)"
+figure "Storage pass, cost per disk, 256 disks over 16" 1.50 \
+    ratio FullPass/256/real_time FullPass/16/real_time real_time 16
 
 measure bench_storcli
-echo "ParseDisksInfo, 92 KB list of 29 drives, over RapidJSON's parse: $(ratio "$(median ParseDisksInfoWhole 4)" "$(median RapidJsonTree 4)")  (limit 1.00)"
+figure "ParseDisksInfo, 92 KB, 29 drives, over RapidJSON's parse" 1.00 ratio ParseDisksInfoWhole RapidJsonTree
 
 measure bench_controller_pass
 for kind in PassThroughTable PassThroughSmartctl; do
-    small=$(median $kind/16/manual_time)
-    echo "$kind, ms of the main loop, 60 controller disks:  $(median $kind/60/manual_time)  (limit 5.00)"
-    echo "$kind, cost per disk, 240 disks over 16:          $(ratio "$(median $kind/240/manual_time)" "$small" 15)  (limit 1.50)"
+    figure "$kind, ms of the main loop, 60 controller disks" 5.00 milliseconds $kind/60/manual_time real_time
+    figure "$kind, cost per disk, 240 disks over 16" 1.50 \
+        ratio $kind/240/manual_time $kind/16/manual_time real_time 15
 done
 
 measure bench_log
-echo "Log call below the threshold over the bare query:              $(ratio "$(median LineBelowThreshold 4)" \
-    "$(median QueryAlone 4)")  (limit 1.50)"
-echo "Allocations, line below the threshold and line that passes:    $(awk -F, '
-    NR == 1 { for (i = 1; i <= NF; ++i) if ($i == "\"allocations\"") c = i }
-    $1 == "\"LineBelowThreshold\"" { a += $c } $1 == "\"LineThatPasses\"" { b += $c } END { print a + 0, b + 0 }' "$csv")  (limit 0 0)"
+figure "Log call below the threshold over the bare query" 1.50 ratio LineBelowThreshold QueryAlone
+figure "Allocations, line below the threshold and line that passes" "0 0" allocations
 
 "$build/bench_memory" "$passes"
 "$build/bench_heartbeats" "$seconds"

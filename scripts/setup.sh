@@ -12,9 +12,9 @@ packages=(cmake ninja-build g++-12
     libtinyxml-dev libcli11-dev libfmt-dev)
 case "${1:-run}" in
 run) ;;
-test) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev
+test) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev jq
     parted xfsprogs e2fsprogs) ;;
-ci) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev
+ci) packages+=(libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev nlohmann-json3-dev jq
     parted xfsprogs e2fsprogs clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 shellcheck) ;;
 *)
     echo "setup.sh: unknown set '$1' (run, test or ci)" >&2
