@@ -2,6 +2,7 @@
 
 #include <boost/regex.hpp>
 
+#include <locale>
 #include <stdexcept>
 
 namespace
@@ -26,11 +27,20 @@ std::optional<std::vector<std::string>> Run(std::string_view text, const boost::
     return groups;
 }
 
+// Letters and cases are those of the "C" locale, whatever the host's is.
+boost::regex Compile(const std::string& pattern)
+{
+    boost::regex expression;
+    expression.imbue(std::locale::classic());
+    expression.assign(pattern, boost::regex::perl);
+    return expression;
+}
+
 std::optional<std::vector<std::string>> Run(std::string_view text, const std::string& pattern, bool whole)
 {
     try
     {
-        return Run(text, boost::regex(pattern, boost::regex::perl), whole);
+        return Run(text, Compile(pattern), whole);
     }
     catch (const std::runtime_error&) // boost::regex_error and "too complex" both derive from it
     {
@@ -58,7 +68,7 @@ CPattern::CPattern(const std::string& pattern)
 {
     try
     {
-        m_compiled = std::make_unique<const Compiled>(Compiled{boost::regex(pattern, boost::regex::perl)});
+        m_compiled = std::make_unique<const Compiled>(Compiled{Compile(pattern)});
     }
     catch (const std::runtime_error&)
     {

@@ -3,9 +3,12 @@
 #include <tinyxml.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace
@@ -367,15 +370,20 @@ void AdoptChild(TiXmlElement& parent, std::unique_ptr<TiXmlElement> child)
     }
 }
 
-void AddPrintedChild(TiXmlElement& parent, std::string nameAndAttributes)
+void AddPrintedChild(TiXmlElement& parent, std::string_view nameAndAttributes)
 {
     // The library prints what it does not understand as it stands between "<" and ">".
     class CPrintedNode final : public TiXmlUnknown
     {
     public:
-        explicit CPrintedNode(std::string text) { value = std::move(text); }
+        explicit CPrintedNode(std::string_view text)
+        {
+            constexpr std::string_view kNoChildren = " /";
+            value.reserve(text.size() + kNoChildren.size());
+            value.append(text).append(kNoChildren);
+        }
     };
-    parent.LinkEndChild(new CPrintedNode(std::move(nameAndAttributes.append(" /"))));
+    parent.LinkEndChild(new CPrintedNode(nameAndAttributes));
 }
 
 void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t value)
@@ -391,6 +399,21 @@ std::optional<int> IntAttribute(const TiXmlElement& element, const char* name)
         return std::nullopt;
     }
     return value;
+}
+
+std::optional<double> DoubleAttribute(const TiXmlElement& element, const char* name)
+{
+    // Not the library's reader, which wants what the host's locale has for a point.
+    static const std::unique_ptr<std::remove_pointer_t<locale_t>, void (*)(locale_t)> plain(
+        newlocale(LC_ALL_MASK, "C", nullptr), [](locale_t locale) { freelocale(locale); });
+    const char* const text = element.Attribute(name);
+    if (text == nullptr)
+    {
+        return std::nullopt;
+    }
+    char* end = nullptr;
+    const double value = strtod_l(text, &end, plain.get());
+    return end != text ? std::optional(value) : std::nullopt;
 }
 
 std::optional<std::string> TextAttribute(const TiXmlElement& element, const char* name)

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 class TiXmlDocument;
 class TiXmlElement;
@@ -68,7 +69,7 @@ void AdoptChild(TiXmlElement& parent, std::unique_ptr<TiXmlElement> child);
 // Adds a childless element already in its printed form, name and attributes without the brackets. It prints
 // as an element does and is none to a search: for lists so long that a node for each attribute takes longer
 // than all else.
-void AddPrintedChild(TiXmlElement& parent, std::string nameAndAttributes);
+void AddPrintedChild(TiXmlElement& parent, std::string_view nameAndAttributes);
 
 // Sets a number beyond 32 bits, such as a time in seconds.
 void SetWideAttribute(TiXmlElement& element, const char* name, std::int64_t value);
@@ -82,6 +83,10 @@ std::string PrintIndented(const CXmlDocument& document);
 // A decimal integer at the attribute's start ("12abc" is 12, leading blanks allowed, low 32 bits of a larger
 // number); absent when the attribute is missing or begins otherwise.
 std::optional<int> IntAttribute(const TiXmlElement& element, const char* name);
+
+// A number at the attribute's start, written with a point in every locale (leading blanks, exponents and
+// hexadecimal forms allowed); absent when the attribute is missing or begins otherwise.
+std::optional<double> DoubleAttribute(const TiXmlElement& element, const char* name);
 
 // The attribute's text, empty included; absent when the attribute is missing.
 std::optional<std::string> TextAttribute(const TiXmlElement& element, const char* name);

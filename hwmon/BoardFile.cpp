@@ -47,8 +47,8 @@ std::optional<SensorDef> ReadSensor(const TiXmlElement& element)
     const auto id = IntAttribute(element, "Id");
     const auto max = IntAttribute(element, "Max");
     const auto min = IntAttribute(element, "Min");
-    double conversion = 0;
-    if (!id || !max || !min || element.QueryDoubleAttribute("Conversion", &conversion) != TIXML_SUCCESS)
+    const auto conversion = DoubleAttribute(element, "Conversion");
+    if (!id || !max || !min || !conversion)
     {
         return std::nullopt;
     }
@@ -58,7 +58,7 @@ std::optional<SensorDef> ReadSensor(const TiXmlElement& element)
     sensor.type = TypeOfSensorId(*id);
     sensor.id = *id;
     sensor.label = TextAttribute(element, "Label").value_or("");
-    sensor.conversion = conversion;
+    sensor.conversion = *conversion;
     sensor.firstRegister = HexAttribute(element, "Register");
     sensor.width = WidthAttribute(element);
     sensor.ignore = HexAttribute(element, "Ignore");

@@ -7,9 +7,9 @@
 
 #include <tinyxml.h>
 
+#include <algorithm>
+#include <array>
 #include <charconv>
-#include <cstdio>
-#include <iterator>
 #include <string_view>
 
 namespace
@@ -40,6 +40,16 @@ void AddDrives(TiXmlElement& disk, const std::set<std::string>& drives)
     }
 }
 
+// Not printf: the host's locale may write a comma.
+std::string SixDecimals(double value)
+{
+    constexpr int kDecimals = 6;
+    std::array<char, 352> text; // the longest number has 309 digits before the point
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, kDecimals).ptr;
+    return {text.data(), end};
+}
+
 // Gives `take` the name and value of each XML attribute, in their order.
 template <typename Take>
 void EachField(const SmartAttribute& attribute, Take&& take)
@@ -65,7 +75,30 @@ bool HasReading(const SmartAttribute& attribute)
     return attribute.id != 0 && attribute.currentValue != 254 && attribute.currentValue != 255;
 }
 
-// As text: the attributes are nearly all of a document of many disks.
+// Name and attributes of one element, written into a fixed space: a document of many disks consists of nearly
+// nothing else.
+class CAttributeText
+{
+public:
+    void Add(std::string_view name, int value)
+    {
+        *m_end++ = ' ';
+        m_end = std::copy(name.begin(), name.end(), m_end);
+        *m_end++ = '=';
+        *m_end++ = '"';
+        m_end = std::to_chars(m_end, m_text.data() + m_text.size(), value).ptr;
+        *m_end++ = '"';
+    }
+
+    [[nodiscard]] std::string_view Text() const { return {m_text.data(), m_end}; }
+
+private:
+    static constexpr std::string_view kName = "Attribute";
+    // Sixteen values of at most 11 characters with their names and quotes take less than 450.
+    std::array<char, 512> m_text = {};
+    char* m_end = std::copy(kName.begin(), kName.end(), m_text.data());
+};
+
 void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribute>& attributes,
                    const std::optional<ThresholdRange>& range)
 {
@@ -73,34 +106,21 @@ void AddAttributes(TiXmlElement& disk, const std::map<std::int32_t, SmartAttribu
     {
         return;
     }
-    constexpr std::size_t kAttributeTextSize = 400; // with short numbers; more costs another allocation
     TiXmlElement& list = AddChild(disk, "Attributes");
-    std::string text;
-    const auto take = [&text](std::string_view name, int value)
-    {
-        char digits[16];
-        char* end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
-        *end++ = '"';
-        text += ' ';
-        text += name;
-        text += "=\"";
-        text.append(digits, end);
-    };
     for (const auto& [id, attribute] : attributes)
     {
         if (!HasReading(attribute))
         {
             continue;
         }
-        text.clear();
-        text.reserve(kAttributeTextSize);
-        text = "Attribute";
+        CAttributeText text;
+        const auto take = [&text](std::string_view name, int value) { text.Add(name, value); };
         EachField(attribute, take);
         const bool limited = range && id == kTemperatureAttribute;
         take("Threshold", limited ? 1 : 0);
         take("MinThreshold", limited ? range->min : -1);
         take("MaxThreshold", limited ? range->max : -1);
-        AddPrintedChild(list, std::move(text));
+        AddPrintedChild(list, text.Text());
     }
 }
 } // namespace
@@ -140,9 +160,7 @@ std::unique_ptr<TiXmlElement> CDisk::CreateXmlElement() const
     element->SetAttribute("UnitName", m_unitName);
     element->SetAttribute("OtherName", m_otherName);
     element->SetAttribute("Speed", AsSigned(m_speed));
-    char linkSpeed[352]; // the longest double in "%f" has 309 digits before the point
-    std::snprintf(linkSpeed, sizeof linkSpeed, "%f", m_linkSpeed);
-    element->SetAttribute("LinkSpeed", linkSpeed);
+    element->SetAttribute("LinkSpeed", SixDecimals(m_linkSpeed));
     element->SetAttribute("Hotspare", m_hotSpare != HotSpareType::None ? 1 : 0);
     element->SetAttribute("CanConfigureHotSpare", m_canConfigureHotSpare ? 1 : 0);
     element->SetAttribute("SelfTestSupport", m_selfTestSupport ? 1 : 0);
