@@ -1,8 +1,10 @@
 // Rows of which the chip sources are made: register sequences, watchdog operations, channels and alarm bits.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <span>
 
@@ -86,6 +88,55 @@ constexpr bool IdsAscend(std::span<const Row> rows)
         if (rows[at - 1].id >= rows[at].id)
         {
             return false;
+        }
+    }
+    return true;
+}
+
+// The registers that the channels of a chip name; two channels with the same one are a slip in the rows.
+class CRegisterCheck
+{
+public:
+    constexpr void Add(std::uint16_t reg)
+    {
+        m_unique = m_unique && !m_named.at(reg);
+        m_named.at(reg) = true;
+    }
+    constexpr void Add(std::initializer_list<std::uint16_t> registers)
+    {
+        for (const std::uint16_t reg : registers)
+        {
+            Add(reg);
+        }
+    }
+    constexpr void Add(const std::optional<std::uint16_t>& reg)
+    {
+        if (reg)
+        {
+            Add(*reg);
+        }
+    }
+
+    [[nodiscard]] constexpr bool AreUnique() const { return m_unique; }
+
+private:
+    static constexpr std::size_t kAddresses = 0x1000; // banks 0 to 15
+    std::array<bool, kAddresses> m_named{};
+    bool m_unique = true;
+};
+
+// No two alarms on one status bit.
+constexpr bool StatusBitsAreUnique(std::span<const AlarmRow> rows)
+{
+    for (std::size_t at = 0; at < rows.size(); ++at)
+    {
+        for (const AlarmRow& other : rows.first(at))
+        {
+            const bool inStatus = other.source <= AlarmSource::C;
+            if (inStatus && other.source == rows[at].source && other.bit == rows[at].bit)
+            {
+                return false;
+            }
         }
     }
     return true;

@@ -14,7 +14,6 @@ constexpr auto kVoltages = std::to_array<IteVoltageRow>({
     {1106, 0x26, {{0x3C, 0x3D}}},
     {1107, 0x28, {}},
 });
-static_assert(IdsAscend<IteVoltageRow>(kVoltages));
 
 constexpr std::uint8_t kStartBits = 0x41;
 
@@ -36,6 +35,7 @@ constexpr IteChipMap kMap{
     .startBits = kStartBits,
     .watchdog = kIteWatchdog,
 };
+static_assert(RowsAreSound(kMap));
 
 class CIT8728 final : public CIteChip
 {

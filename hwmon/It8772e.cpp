@@ -14,13 +14,11 @@ constexpr auto kVoltages = std::to_array<IteVoltageRow>({
     {1106, 0x27, {{0x3C, 0x3D}}},
     {1107, 0x28, {{0x3E, 0x3F}}},
 });
-static_assert(IdsAscend<IteVoltageRow>(kVoltages));
 
 constexpr auto kFans = std::to_array<IteFanRow>({
     {3100, 0x0E, 0x19, 0x11, 0x1C},
     {3101, 0x0F, 0x1A, 0x12, 0x1D},
 });
-static_assert(IdsAscend<IteFanRow>(kFans));
 
 constexpr auto kAlarms = std::to_array<AlarmRow>({
     {1100, AlarmSource::B, 0},
@@ -37,7 +35,6 @@ constexpr auto kAlarms = std::to_array<AlarmRow>({
     {3100, AlarmSource::A, 1},
     {3101, AlarmSource::A, 2},
 });
-static_assert(IdsAscend<AlarmRow>(kAlarms));
 
 constexpr std::uint8_t kStartBits = 0x01;
 
@@ -72,6 +69,7 @@ constexpr IteChipMap kMap{
             .stopLoop = kIteStopLoop,
         },
 };
+static_assert(RowsAreSound(kMap));
 
 class CIT8772E final : public CIteChip
 {

@@ -51,6 +51,29 @@ struct IteChipMap
     DeviceWatchdogMap watchdog;
 };
 
+constexpr bool RowsAreSound(const IteChipMap& map)
+{
+    CRegisterCheck registers;
+    for (const IteVoltageRow& row : map.voltages)
+    {
+        registers.Add(row.value);
+        if (row.limits)
+        {
+            registers.Add({row.limits->high, row.limits->low});
+        }
+    }
+    for (const IteTemperatureRow& row : map.temperatures)
+    {
+        registers.Add({row.value, row.high, row.low});
+    }
+    for (const IteFanRow& row : map.fans)
+    {
+        registers.Add({row.countLow, row.countHigh, row.limitLow, row.limitHigh});
+    }
+    return registers.AreUnique() && IdsAscend(map.voltages) && IdsAscend(map.temperatures) &&
+           IdsAscend(map.fans) && IdsAscend(map.alarms) && StatusBitsAreUnique(map.alarms);
+}
+
 class CIteChip : public CDeviceChip
 {
 protected:
@@ -79,7 +102,6 @@ inline constexpr auto kIteTemperatures = std::to_array<IteTemperatureRow>({
     {2102, 0x2B, 0x44, 0x45},
     {2103, 0x2C, 0x46, 0x47}, // IT8612E only
 });
-static_assert(IdsAscend<IteTemperatureRow>(kIteTemperatures));
 inline constexpr std::span<const IteTemperatureRow> kIteThreeTemperatures{kIteTemperatures.data(), 3};
 
 // IT8728E and IT8612E.
@@ -88,7 +110,6 @@ inline constexpr auto kIteThreeFans = std::to_array<IteFanRow>({
     {3101, 0x0E, 0x19, 0x11, 0x1C},
     {3102, 0x0F, 0x1A, 0x12, 0x1D},
 });
-static_assert(IdsAscend<IteFanRow>(kIteThreeFans));
 
 // A is the fans' status register, B the voltages', C the temperatures'. Channel 1107 of these two chips has
 // no limit registers.
@@ -108,7 +129,6 @@ inline constexpr auto kIteThreeFansAlarms = std::to_array<AlarmRow>({
     {3101, AlarmSource::A, 1},
     {3102, AlarmSource::A, 2},
 });
-static_assert(IdsAscend<AlarmRow>(kIteThreeFansAlarms));
 
 // Seconds in 0x73, its high byte in 0x74. 0x72 holds unit and output: IT8772E has one output less.
 inline constexpr auto kIteConfigureWatchdog = std::to_array<Step>({

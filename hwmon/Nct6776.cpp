@@ -13,7 +13,6 @@ constexpr auto kTemperatures = std::to_array<TemperatureRow>({
     {2003, {{0x624, 0x0C}}, 0x62B, {}, 0x672, 0x673},
     {2004, {{0x625, 0x0E}}, 0x62C, {}, 0x677, 0x678},
 });
-static_assert(IdsAscend<TemperatureRow>(kTemperatures));
 
 // Channel 3002 is not brought out.
 constexpr auto kFans = std::to_array<SpeedFanRow>({
@@ -23,7 +22,6 @@ constexpr auto kFans = std::to_array<SpeedFanRow>({
     {3004, 0x65C, 0x65D, SpeedFanRow::SplitLimit{0x640, 0x641}},
     {3005, 0x65E, 0x65F, SpeedFanRow::SplitLimit{0x642, 0x643}},
 });
-static_assert(IdsAscend<SpeedFanRow>(kFans));
 
 constexpr auto kAlarms = std::to_array<AlarmRow>({
     {1000, AlarmSource::A, 0},         {1001, AlarmSource::A, 1},         {1002, AlarmSource::A, 2},
@@ -34,7 +32,6 @@ constexpr auto kAlarms = std::to_array<AlarmRow>({
     {3001, AlarmSource::A, 7},         {3003, AlarmSource::B, 3},         {3004, AlarmSource::B, 2},
     {3005, AlarmSource::C, 7},
 });
-static_assert(IdsAscend<AlarmRow>(kAlarms));
 
 constexpr auto kEnablePme = std::to_array<Step>({
     {Bank::Config, StepKind::SetBits, 0xF7, 0x04},
@@ -88,6 +85,8 @@ constexpr RegisterChipMap Map(const DeviceWatchdogMap& watchdog)
             .watchdog = watchdog,
             .standingFanSpeed = 164};
 }
+
+static_assert(RowsAreSound(Map(kWatchdog)));
 
 class CNct6776 final : public CRegisterChip
 {

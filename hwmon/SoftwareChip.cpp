@@ -68,11 +68,42 @@ void CSoftwareChip::DoPollSensors()
 {
     BeginPoll();
     const CConfigScope scope(Config(), m_map.hwMonitor);
-    for (auto sensor = m_sensors.begin(); sensor != m_sensors.end();)
+    std::vector<const SensorDef*> removed;
+    for (SensorDef& sensor : m_sensors)
     {
-        sensor = PollSensor(*sensor) == Verdict::Remove ? m_sensors.erase(sensor) : sensor + 1;
+        if (PollSensor(sensor) == Verdict::Remove)
+        {
+            removed.push_back(&sensor);
+        }
     }
+    RemoveSensors(removed);
     m_firstPollDone = true;
+}
+
+// All at once: the watchdog's pings wait for the end of the poll, and closing the gap of each sensor of a
+// long list moves the rest of it every time. `removed` is in the order of the list.
+void CSoftwareChip::RemoveSensors(const std::vector<const SensorDef*>& removed)
+{
+    if (removed.empty())
+    {
+        return;
+    }
+    auto next = removed.begin();
+    auto kept = m_sensors.begin();
+    for (SensorDef& sensor : m_sensors)
+    {
+        if (next != removed.end() && *next == &sensor)
+        {
+            ++next;
+            continue;
+        }
+        if (&*kept != &sensor)
+        {
+            *kept = std::move(sensor);
+        }
+        ++kept;
+    }
+    m_sensors.erase(kept, m_sensors.end());
 }
 
 CSoftwareChip::Verdict CSoftwareChip::PollSensor(SensorDef& sensor)

@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 // Steps in one logical device; without steps the chip is left alone.
 struct DeviceSteps
@@ -94,6 +95,7 @@ protected:
 private:
     void Run(const DeviceSteps& steps);
     Verdict PollSensor(SensorDef& sensor);
+    void RemoveSensors(const std::vector<const SensorDef*>& removed);
     bool IsIgnored(const SensorDef& sensor, std::uint32_t raw) const;
     [[nodiscard]] std::optional<int> Value(const SensorDef& sensor, std::uint32_t raw) const;
     void Monitor(SensorDef& sensor, int value, const std::string& trace) const;

@@ -9,7 +9,6 @@ constexpr auto kTemperatures = std::to_array<TemperatureRow>({
     {2001, {}, 0x150, 0x455, 0x155, 0x153},
     {2002, {}, 0x250, 0x456, 0x255, 0x253},
 });
-static_assert(IdsAscend<TemperatureRow>(kTemperatures));
 
 constexpr auto kFans = std::to_array<DivisorFanRow>({
     {3000, 0x028, 0x03B, {0x047, 0x30, 4}, {0x05D, 0x20, 5}},
@@ -18,7 +17,6 @@ constexpr auto kFans = std::to_array<DivisorFanRow>({
     {3003, 0x02A, 0x03D, {0x04B, 0xC0, 6}, {0x05D, 0x80, 7}},
     {3004, 0x553, 0x55C, {0x059, 0x0C, 2}, {0x059, 0x80, 7}},
 });
-static_assert(IdsAscend<DivisorFanRow>(kFans));
 
 constexpr RegisterChipMap kMap{
     .voltages = kRegisterVoltages,
@@ -28,6 +26,7 @@ constexpr RegisterChipMap kMap{
     .watchdog = kRegisterWatchdog,
     .limitsNeedConversion = false,
 };
+static_assert(RowsAreSound(kMap));
 
 class CW83627 final : public CRegisterChip
 {

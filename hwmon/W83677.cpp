@@ -13,7 +13,6 @@ constexpr auto kTemperatures = std::to_array<TemperatureRow>({
     {2001, {{0x622, 0x02}}, 0x150, 0x455, 0x155, 0x153},
     {2002, {{0x623, 0x03}}, 0x250, 0x456, 0x255, 0x253},
 });
-static_assert(IdsAscend<TemperatureRow>(kTemperatures));
 
 // Channel 3002 is not brought out.
 constexpr auto kFans = std::to_array<SpeedFanRow>({
@@ -22,7 +21,6 @@ constexpr auto kFans = std::to_array<SpeedFanRow>({
     {3003, 0x65A, 0x65B, SpeedFanRow::DividedLimit{0x03D, 0x507, 0}},
     {3004, 0x65C, 0x65D},
 });
-static_assert(IdsAscend<SpeedFanRow>(kFans));
 
 constexpr RegisterChipMap kMap{
     .voltages = kRegisterVoltages,
@@ -31,6 +29,7 @@ constexpr RegisterChipMap kMap{
     .alarms = kW83AlarmsWithout3004,
     .watchdog = kRegisterWatchdog,
 };
+static_assert(RowsAreSound(kMap));
 
 // Interrupt status, and which of its bits are alarms that are still settling.
 constexpr std::uint16_t kInterruptStatus1 = 0x041;
