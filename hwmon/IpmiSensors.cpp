@@ -77,10 +77,6 @@ void Discover(IpmiSensorGroup& group, const IpmiReading& reading)
                              .value = reading.value,
                              .state = reading.state});
     Log(LogWarning, "IPMI: discovered %s", Describe(group, group.sensors.back()).c_str());
-    if (group.sensors.size() == kMaxIpmiSensors)
-    {
-        Log(LogWarning, "IPMI: further sensors of type %s are ignored", group.typeName);
-    }
 }
 
 void ApplyReading(IpmiSensorGroup& group, const IpmiReading& reading)
