@@ -198,11 +198,11 @@ void CCorvane::AddWatchdogConfig(TiXmlElement& root)
     watchdog.SetAttribute("Timeout", m_settings.watchdogTimeoutSec);
 }
 
-// From the start of monitoring on present whenever there is a chip, so that a switched-off setting survives
-// the next save.
+// From the start of monitoring on present whenever there is a chip, and before it when switched off: the
+// owner's setting survives every save, those of a start that is cut short included.
 void CCorvane::AddSensorConfig(TiXmlElement& root)
 {
-    if (m_superIo == nullptr || !m_sensorsStartTried)
+    if (m_superIo == nullptr || (m_settings.sensorsEnabled && !m_sensorsStartTried))
     {
         return;
     }

@@ -124,7 +124,7 @@ void CCorvane::StartSensorsAndWatchdog()
         {
             m_sensorsActive = m_superIo->InitHwMonitoring(boardFile);
         }
-        if (m_settings.watchdogEnabled && !m_watchdogRunning)
+        if (m_settings.watchdogEnabled && !m_watchdogRunning && !m_stopped)
         {
             m_watchdogRunning = m_superIo->StartWatchdog(m_settings.watchdogTimeoutSec, boardFile);
         }
