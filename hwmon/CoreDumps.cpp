@@ -39,12 +39,17 @@ bool CCoreDumpSwitch::Switch(bool enable)
 {
     const char* action = enable ? "enable" : "disable";
     const auto script = tq::ipc::StartProcessWithFlags({kScript, action}, kExecFlags, {}, {});
+    const int code = script->HasFailed() ? 0 : tq::ipc::ExitCode(script->WaitForExit());
+    if (tq::ipc::IsIpcClosed())
+    {
+        return false; // cut off by the plug-in's end: nobody knows what the script has done
+    }
     if (script->HasFailed())
     {
         Log(LogWarning, "COREDUMPS: failed to config core dumps (failure %d).", script->Status());
         return false;
     }
-    if (const int code = tq::ipc::ExitCode(script->WaitForExit()); code != 0)
+    if (code != 0)
     {
         Log(LogWarning, "COREDUMPS: failed to config core dumps (error %d).", code);
         return false;

@@ -37,7 +37,7 @@ IpmiMonitor::IpmiMonitor(std::string file) : m_file(std::move(file))
 
 void IpmiMonitor::Poll(const CClock& clock)
 {
-    if (!m_available || !m_enabled)
+    if (!m_available || !m_enabled || tq::ipc::IsIpcClosed())
     {
         return;
     }
@@ -49,6 +49,10 @@ void IpmiMonitor::Poll(const CClock& clock)
         return;
     }
     const int exitCode = tq::ipc::ExitCode(tool->WaitForExit());
+    if (tq::ipc::IsIpcClosed())
+    {
+        return; // cut off by the plug-in's end: sensors that half a list leaves out are not missing
+    }
     LogExitCode(exitCode);
 
     const std::size_t known = CountSensors(m_sensors);

@@ -182,6 +182,10 @@ void RunSysInfo(SystemInfo& info)
         return; // already logged
     }
     const int exitCode = tq::ipc::ExitCode(client->WaitForExit());
+    if (tq::ipc::IsIpcClosed())
+    {
+        return; // cut off by the plug-in's end: half a description would be saved as the whole
+    }
     if (exitCode != 0)
     {
         Log(LogError, "SYSINFO: Failed to query sys info (%s, err  %d):\n%s", kSysInfoScript, exitCode,

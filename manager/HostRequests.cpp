@@ -37,7 +37,8 @@ void CCorvane::ProcessStatusUpdate(const std::string& text)
         return;
     }
     AcceptSensorRefresh(*root);
-    for (const TiXmlElement* storage = root->FirstChildElement("Storage"); storage != nullptr;
+    // No further program once the end has begun: it would be cut off.
+    for (const TiXmlElement* storage = root->FirstChildElement("Storage"); storage != nullptr && !m_stopped;
          storage = storage->NextSiblingElement("Storage"))
     {
         if (IsOurs(*storage) && ProcessStorageRequest(*storage))
@@ -77,7 +78,6 @@ bool CCorvane::ProcessStorageRequest(const TiXmlElement& storage)
         RunSelfTestCommand(*command, m_disks);
         return true;
     }
-    // No further script once the end has begun: it would be cut off.
     for (const TiXmlElement* element = storage.FirstChildElement("Disk"); element != nullptr && !m_stopped;
          element = element->NextSiblingElement("Disk"))
     {

@@ -56,7 +56,7 @@ void CCorvane::DetectStorageHardware()
 
 void CCorvane::ScanStorage()
 {
-    if ((m_controller != nullptr && m_controller->IsPrepBusy()) || m_refreshing)
+    if ((m_controller != nullptr && m_controller->IsPrepBusy()) || m_refreshing || m_stopped)
     {
         return;
     }
@@ -276,7 +276,12 @@ void CCorvane::CheckRaidPrep()
     }
     Log(LogInfo, "RAIDPREP: CheckRaidPrep refreshing mounts and rescanning hardware");
     RefreshSystemInfo();
+    if (m_stopped)
+    {
+        return; // cut off, the description has no mounts
+    }
     ScanStorage();
+    AssociateDisks(); // a pass of a host's request in between may have named the unit only in this scan
     SaveConfiguration();
 }
 

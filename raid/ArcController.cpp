@@ -94,10 +94,7 @@ ArcController::ArcController(std::shared_ptr<const CClock> clock)
 ControllerRefresh ArcController::RefreshController()
 {
     ArcConfig config = arcconf::ExecuteControllerInfo();
-    if (SetLastError(kRefreshControllerKey, config.error))
-    {
-        Log(LogError, "Failed to refresh RAID controller - %s", config.error.c_str());
-    }
+    TellRefreshError(kRefreshControllerKey, "controller", config.error);
     if (!config.error.empty())
     {
         return {};
@@ -118,10 +115,7 @@ ControllerRefresh ArcController::RefreshController()
 void ArcController::RefreshVolumes()
 {
     ArcConfig config = arcconf::ExecuteControllerInfo();
-    if (SetLastError(kRefreshVolumesKey, config.error))
-    {
-        Log(LogError, "Failed to refresh RAID volumes - %s", config.error.c_str());
-    }
+    TellRefreshError(kRefreshVolumesKey, "volumes", config.error);
     if (!config.error.empty())
     {
         FailUnits(config.error);
@@ -148,10 +142,7 @@ void ArcController::MergeUnits()
 DiskList ArcController::RefreshDisks()
 {
     ArcConfig config = arcconf::ExecuteControllerInfo();
-    if (SetLastError(kRefreshDisksKey, config.error))
-    {
-        Log(LogError, "Failed to refresh RAID disks - %s", config.error.c_str());
-    }
+    TellRefreshError(kRefreshDisksKey, "disks", config.error);
     if (!config.error.empty())
     {
         return {};
@@ -159,10 +150,7 @@ DiskList ArcController::RefreshDisks()
     m_config = std::move(config);
 
     ArcSmartInfo smart = arcconf::ExecuteDisksSmartInfo();
-    if (SetLastError(kRefreshSmartKey, smart.error))
-    {
-        Log(LogError, "Failed to refresh RAID SMART data - %s", smart.error.c_str());
-    }
+    TellRefreshError(kRefreshSmartKey, "SMART data", smart.error);
     if (smart.error.empty())
     {
         m_smartData = std::move(smart.drives);

@@ -1,5 +1,7 @@
 #include "raid/Controller.h"
 
+#include "frame/Ipc.h"
+#include "frame/Log.h"
 #include "frame/Xml.h"
 
 #include <tinyxml.h>
@@ -90,6 +92,14 @@ bool CController::SetLastError(const std::string& key, const std::string& error)
     }
     last = error;
     return !error.empty();
+}
+
+void CController::TellRefreshError(const char* key, const char* what, const std::string& error)
+{
+    if (!tq::ipc::IsIpcClosed() && SetLastError(key, error))
+    {
+        Log(LogError, "Failed to refresh RAID %s - %s", what, error.c_str());
+    }
 }
 
 // The controller has no alarm of its own: its troubles show in its units and disks.

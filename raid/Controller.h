@@ -126,6 +126,10 @@ public:
     // error forgets it.
     bool SetLastError(const std::string& key, const std::string& error);
 
+    // Logs an operation's new error as "Failed to refresh RAID `what` - ..."; not that of a query which the
+    // plug-in's end has cut off.
+    void TellRefreshError(const char* key, const char* what, const std::string& error);
+
     // The controller's status element; null when it was told before, unless `force`.
     std::unique_ptr<TiXmlElement> CreateAlarmElement(bool force);
 

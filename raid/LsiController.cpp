@@ -164,10 +164,7 @@ HotSpareResult CLsiController::ConfigureHotSpare(const std::string& diskName, bo
 ControllerRefresh CLsiController::RefreshController()
 {
     StorcliControllerInfo info = ExecuteControllerInfo();
-    if (SetLastError(kRefreshControllerKey, info.error))
-    {
-        Log(LogError, "Failed to refresh RAID controller - %s", info.error.c_str());
-    }
+    TellRefreshError(kRefreshControllerKey, "controller", info.error);
     if (!info.error.empty())
     {
         return {};
@@ -192,10 +189,7 @@ ControllerRefresh CLsiController::RefreshController()
 void CLsiController::RefreshVolumes()
 {
     StorcliVolumes list = ExecuteVolumesInfo();
-    if (SetLastError(kRefreshVolumesKey, list.error))
-    {
-        Log(LogError, "Failed to refresh RAID volumes - %s", list.error.c_str());
-    }
+    TellRefreshError(kRefreshVolumesKey, "volumes", list.error);
     if (!list.error.empty())
     {
         FailUnits(list.error);
@@ -222,10 +216,7 @@ DiskList CLsiController::RefreshDisks()
     {
         list = ExecuteDisksInfo();
     }
-    if (SetLastError(kRefreshDisksKey, list.error))
-    {
-        Log(LogError, "Failed to refresh RAID disks - %s", list.error.c_str());
-    }
+    TellRefreshError(kRefreshDisksKey, "disks", list.error);
     if (!list.error.empty())
     {
         return {};
@@ -235,10 +226,7 @@ DiskList CLsiController::RefreshDisks()
     if (!m_smartThroughSmartctl)
     {
         StorcliSmart smart = ExecuteDisksSmartInfo();
-        if (SetLastError(kRefreshSmartKey, smart.error))
-        {
-            Log(LogError, "Failed to refresh RAID SMART data - %s", smart.error.c_str());
-        }
+        TellRefreshError(kRefreshSmartKey, "SMART data", smart.error);
         if (smart.error.empty())
         {
             m_smartData = std::move(smart.byDisk);

@@ -1,5 +1,6 @@
 #include "storage/Discovery.h"
 
+#include "frame/Ipc.h"
 #include "frame/Log.h"
 #include "frame/Text.h"
 #include "storage/DiskMerge.h"
@@ -30,7 +31,7 @@ SmartctlDiskInfo ReportWithRetries(const std::string& name)
         {
             Log(LogWarning, "SMARTCTL: %s get disk warnings: %s", name.c_str(), info.warnings.c_str());
         }
-        if (!Contains(info.error, kSmartctlInvalidJson))
+        if (!Contains(info.error, kSmartctlInvalidJson) || tq::ipc::IsIpcClosed())
         {
             break;
         }
@@ -94,6 +95,10 @@ private:
     [[nodiscard]] bool Accept(const std::string& device, const SmartctlDiskInfo& info) const
     {
         const char* name = device.c_str();
+        if (tq::ipc::IsIpcClosed())
+        {
+            return false; // cut off by the plug-in's end: it says nothing about the device
+        }
         if (!info.error.empty())
         {
             Log(LogWarning, "SMARTCTL: ignore %s (%s)", name, info.error.c_str());
@@ -164,6 +169,10 @@ bool ScanSmartctlDisks(const DiscoveryContext& context, DiskList& disks, bool fu
     CDiscovery discovery(context, full);
     for (const SmartctlDevice& device : scan.devices)
     {
+        if (tq::ipc::IsIpcClosed())
+        {
+            return false;
+        }
         discovery.Add(device);
     }
     MergeDisks(discovery.Found(), disks);

@@ -145,7 +145,7 @@ void SelfTestManager::SetTimeout(std::int32_t seconds)
     Log(LogWarning, "SELFTEST: set timeout to %d", m_timeoutSec);
 }
 
-// Null unless the tool ran and ended well.
+// Null unless the tool ran to its end and ended well.
 std::shared_ptr<ipc::client> SelfTestManager::RunSelfTestTool(std::vector<std::string> arguments,
                                                               const std::string& label) const
 {
@@ -154,7 +154,9 @@ std::shared_ptr<ipc::client> SelfTestManager::RunSelfTestTool(std::vector<std::s
         arguments.emplace_back("-x");
     }
     auto client = ipc::RunCommand(kTool, arguments, label.c_str());
-    const bool ok = !client->HasFailed() && ipc::ExitCode(client->Status()) == 0;
+    // Cut off by the plug-in's end the tool counts as ended well, but nothing it was to do is known to be
+    // done.
+    const bool ok = !client->HasFailed() && ipc::ExitCode(client->Status()) == 0 && !ipc::IsIpcClosed();
     return ok ? client : nullptr;
 }
 
@@ -270,8 +272,7 @@ void SelfTestManager::Report(const Request& request)
         return;
     }
     const auto client = RunSelfTestTool({"-c", "report"}, "SELFTEST " + request.Title());
-    // Cut off by the plug-in's end it says nothing, and is no bad report to be kept either.
-    if (client != nullptr && !tq::ipc::IsIpcClosed())
+    if (client != nullptr)
     {
         TakeUpReport(client->StandardOutput(), request.nowSec);
         AbortTimedOutTests(request);

@@ -1,4 +1,5 @@
 // The part of CDisk that reads SMART data, judges the disk and reports the verdict.
+#include "frame/Ipc.h"
 #include "frame/Log.h"
 #include "frame/Text.h"
 #include "frame/Xml.h"
@@ -53,7 +54,7 @@ SmartctlDiskInfo ReportWithRetries(const SmartctlTarget& target, const std::stri
     for (int attempt = 1; attempt <= kReportTries; ++attempt)
     {
         info = ExecuteDiskInfo(target.device, target.deviceType);
-        if (!Contains(info.error, kSmartctlInvalidJson))
+        if (!Contains(info.error, kSmartctlInvalidJson) || tq::ipc::IsIpcClosed())
         {
             return info;
         }
@@ -96,6 +97,10 @@ void CDisk::RefreshSmart(const DiskContext& context)
 bool CDisk::RefreshFromSmartctl(const SmartctlTarget& target)
 {
     const SmartctlDiskInfo info = ReportWithRetries(target, m_name);
+    if (tq::ipc::IsIpcClosed())
+    {
+        return true; // cut off by the plug-in's end: it says nothing about the disk
+    }
     if (!info.error.empty())
     {
         if (m_controller != nullptr && (m_controller->GetDiskTemperature(m_name).has_value() ||
