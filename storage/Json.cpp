@@ -55,6 +55,7 @@ constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
 // Larger stores are given back to the system: one huge answer is no reason to keep its memory for ever.
 constexpr std::size_t kLargestKeptText = std::size_t{4} << 20;
+constexpr std::size_t kLargestKeptNodes = std::size_t{256} << 10;
 
 // Offsets are 32 bits wide and cover the text twice.
 constexpr std::size_t kLongestText = std::size_t{0x7FFFFFFF};
@@ -111,7 +112,8 @@ public:
     // Takes the store, or leaves it with its owner when it is too large to keep.
     void Give(std::unique_ptr<JsonStore>& store)
     {
-        if (store && store->capacity <= 2 * kLargestKeptText + 1)
+        if (store && store->capacity <= 2 * kLargestKeptText + 1 &&
+            store->nodes.capacity() <= kLargestKeptNodes)
         {
             const std::lock_guard lock(m_mutex);
             m_store = std::move(store);
