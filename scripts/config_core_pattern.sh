@@ -34,7 +34,9 @@ fail()
 read_line()
 {
     local line=
-    [ -r "$1" ] || return 1
+    if [ ! -r "$1" ] || [ -d "$1" ]; then
+        return 1
+    fi
     IFS= read -r line <"$1" || true # false without a line feed at the end
     printf '%s' "$line"
 }
@@ -80,7 +82,7 @@ disable()
             fail "cannot set the pattern $previous"
         fi
     fi
-    rm -f "$saved_file" || fail "cannot remove $saved_file"
+    rm -f "$saved_file" || echo "config_core_pattern.sh: cannot remove $saved_file" >&2 # the next enabling replaces it
 }
 
 if [ $# -ne 1 ] || { [ "$1" != enable ] && [ "$1" != disable ]; }; then
