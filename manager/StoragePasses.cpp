@@ -182,7 +182,7 @@ int CCorvane::RefreshStorage(bool thorough)
 
 void CCorvane::UpdateStorage(bool full)
 {
-    const int changes = RefreshStorage(full || m_refreshing);
+    const int changes = m_stopped ? 0 : RefreshStorage(full || m_refreshing);
     if (m_stopped)
     {
         return;

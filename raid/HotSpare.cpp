@@ -1,4 +1,5 @@
 // The controller's answer to a hot-spare request of the host, independent of its kind.
+#include "frame/Ipc.h"
 #include "frame/Log.h"
 #include "raid/Controller.h"
 
@@ -20,7 +21,12 @@ int CController::SetDiskHotSpare(const std::shared_ptr<CDisk>& disk, bool enable
         Log(LogWarning, "HOTSPARE: %s %s ignored - already enabled or disabled", action, name);
         return 0;
     }
-    const HotSpareResult result = ConfigureHotSpare(disk->m_name, enable);
+    const HotSpareResult result =
+        tq::ipc::IsIpcClosed() ? HotSpareResult{} : ConfigureHotSpare(disk->m_name, enable);
+    if (tq::ipc::IsIpcClosed())
+    {
+        return 0; // not begun, or cut off by the plug-in's end: the next start sees what the disk is
+    }
     if (result.code != 0)
     {
         if (result.text.empty())

@@ -72,7 +72,10 @@ void StartDrivePrep(CDisk& disk)
 
 bool CheckDrivePrep(CDisk& disk)
 {
-    if (disk.m_prepJob == nullptr || disk.m_prepJob->State() != tq::ipc::ClientState::Exited)
+    // Cut off by the plug-in's end a script counts as ended well: the next start sees what became of the
+    // disk.
+    if (disk.m_prepJob == nullptr || disk.m_prepJob->State() != tq::ipc::ClientState::Exited ||
+        tq::ipc::IsIpcClosed())
     {
         return false;
     }
