@@ -1,6 +1,8 @@
 #include "frame/HostMessage.h"
 
+#include "frame/Log.h"
 #include "frame/Xml.h"
+#include "tests/support/CaseName.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml.h>
@@ -66,6 +68,20 @@ T Get(const Call& call, std::size_t offset)
 int g_hostBuffer = 0;
 constexpr char kFrame[] = {'f', '\0', 'g'};
 
+// The envelope of a message, with the payload's own length and address.
+Call Expected(const Call& call, std::uint64_t source, std::uint64_t category, std::uint64_t type)
+{
+    Call expected;
+    Put<std::uint32_t>(expected, 0, 224);
+    Put<std::uint32_t>(expected, 4, 1);
+    Put(expected, 8, static_cast<std::uint32_t>(call.payload.size()));
+    Put(expected, 16, call.payload.empty() ? 0 : Get<std::uint64_t>(call, 16));
+    Put(expected, 24, source);
+    Put(expected, 40, category);
+    Put(expected, 48, type);
+    return expected;
+}
+
 struct SendCase
 {
     const char* name;
@@ -99,15 +115,11 @@ TEST_P(HostMessageEnvelope, HasTheseBytes)
     const Call& call = g_calls[0];
     EXPECT_EQ(call.payload, row.payload);
     EXPECT_EQ(call.reserved, nullptr);
-    Call expected;
-    Put<std::uint32_t>(expected, 0, 224);
-    Put<std::uint32_t>(expected, 4, 1);
-    Put(expected, 8, static_cast<std::uint32_t>(row.payload.size()));
-    Put(expected, 16,
-        row.payload.empty() ? reinterpret_cast<std::uintptr_t>(row.pointer) : Get<std::uint64_t>(call, 16));
-    Put<std::uint64_t>(expected, 24, 0x370000);
-    Put(expected, 40, row.category);
-    Put(expected, 48, row.type);
+    Call expected = Expected(call, 0x370000, row.category, row.type);
+    if (row.pointer != nullptr)
+    {
+        Put(expected, 16, reinterpret_cast<std::uintptr_t>(row.pointer));
+    }
     EXPECT_EQ(call.envelope, expected.envelope);
 }
 
@@ -121,8 +133,21 @@ const SendCase kSendCases[] = {
     {"IpcFrame", [] { SendIpcFrame(kFrame, sizeof kFrame); }, 8192, 0, std::string(kFrame, sizeof kFrame),
      nullptr},
 };
-INSTANTIATE_TEST_SUITE_P(Cases, HostMessageEnvelope, testing::ValuesIn(kSendCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, HostMessageEnvelope, testing::ValuesIn(kSendCases), kByName);
+
+TEST_F(HostMessageSend, LogQueryAndLogTextHaveTheseBytes)
+{
+    LogToHost(0x123456, Keep, LogWarning, "SENSORS: %d", 7);
+    ASSERT_EQ(g_calls.size(), 2U);
+    EXPECT_EQ(g_calls[0].payload, "");
+    EXPECT_EQ(g_calls[0].envelope, Expected(g_calls[0], 0x123456, 64, 0x1000001).envelope);
+    EXPECT_EQ(g_calls[1].payload, "SENSORS: 7");
+    Call text = Expected(g_calls[1], 0x123456, 64, 0x1000002);
+    Put<std::uint32_t>(text, 56, 168);
+    Put<std::uint32_t>(text, 60, 1);
+    Put<std::uint64_t>(text, 64, 50);
+    EXPECT_EQ(g_calls[1].envelope, text.envelope);
+}
 
 TEST_F(HostMessageSend, FrameIsTakenOnlyWhenTheHostAnswersZero)
 {

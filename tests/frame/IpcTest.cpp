@@ -18,17 +18,9 @@ namespace
 {
 using Process = std::shared_ptr<client>;
 
-std::string Frame(std::uint32_t id, std::uint32_t kind, std::uint32_t value, const std::string& payload = {})
-{
-    const std::uint32_t header[4] = {static_cast<std::uint32_t>(16 + payload.size()), id, kind, value};
-    std::string frame(16, '\0');
-    std::memcpy(frame.data(), header, 16);
-    return frame + payload;
-}
-
 bool Reply(std::uint32_t id, std::uint32_t kind, std::uint32_t value, const std::string& payload = {})
 {
-    const std::string frame = Frame(id, kind, value, payload);
+    const std::string frame = IpcFrame(id, kind, value, payload);
     return HandleIpcReply(frame.data(), frame.size());
 }
 
@@ -71,7 +63,7 @@ protected:
         if (!m_changed.wait_for(lock, std::chrono::seconds(20), [this] { return !m_sent.empty(); }))
         {
             ADD_FAILURE() << "no frame sent";
-            return Frame(0, 0, 0);
+            return IpcFrame(0, 0, 0);
         }
         std::string frame = m_sent.front();
         m_sent.erase(m_sent.begin());
@@ -202,7 +194,7 @@ TEST_F(IpcLink, OutputLosesCarriageReturnsOnly)
         EXPECT_TRUE(Reply(id, 1, 0, piece));
     }
     // The length given with the frame counts, not the one inside.
-    std::string lying = Frame(id, 2, 0, "err");
+    std::string lying = IpcFrame(id, 2, 0, "err");
     lying[0] = 16;
     EXPECT_TRUE(HandleIpcReply(lying.data(), lying.size()));
     EXPECT_TRUE(Reply(id, 5, 0x0009));
@@ -219,7 +211,7 @@ TEST_F(IpcLink, BadFramesAreRefused)
 {
     std::uint32_t id = 0;
     const Process process = Run(id);
-    const std::string good = Frame(id, 5, 1);
+    const std::string good = IpcFrame(id, 5, 1);
     EXPECT_FALSE(HandleIpcReply(nullptr, 0));
     EXPECT_FALSE(HandleIpcReply(good.data(), 15));
     EXPECT_FALSE(Reply(id + 1, 5, 1));
@@ -307,35 +299,27 @@ TEST_F(IpcRunCommand, CommandLinesAreLoggedOnRequest)
 
 struct ExitCase
 {
-    const char* name;
     CFakeHost::Answer answer;
     std::vector<std::string> log;
 };
 
-class IpcLabelledRun : public IpcRunCommand, public testing::WithParamInterface<ExitCase>
+TEST_F(IpcRunCommand, ALabelledRunLogsAFailingExit)
 {
-};
-
-TEST_P(IpcLabelledRun, LogsAFailingExit)
-{
-    m_host.OnProgram({"./x"}, GetParam().answer);
-    const Process process = RunCommand("./x", {}, "tool");
-    EXPECT_EQ(process->State(), ClientState::Exited);
-    EXPECT_EQ(m_host.LogTexts(50), GetParam().log);
+    const ExitCase cases[] = {
+        {{.output = "fine\n"}, {}},
+        {{.output = "Tool 1.0\r\n(C) CopyRight 2020\r\n\r\nbad option", .exitCode = 2},
+         {"Error 2 on 'tool': Tool 1.0\n\nbad option\n"}}, // without the banner
+        {{.output = "COPYRIGHT\n", .errorOutput = "not shown", .exitCode = 255}, {"Error 255 on 'tool'"}},
+        {{.signal = 9}, {"Error 2304 on 'tool'"}},
+    };
+    for (const ExitCase& row : cases)
+    {
+        m_host.Forget();
+        m_host.OnProgram({"./x"}, row.answer);
+        EXPECT_EQ(RunCommand("./x", {}, "tool")->State(), ClientState::Exited);
+        EXPECT_EQ(m_host.LogTexts(50), row.log);
+    }
 }
-
-const ExitCase kExitCases[] = {
-    {"Success", {.output = "fine\n"}, {}},
-    {"BannerIsLeftOut",
-     {.output = "Tool 1.0\r\n(C) CopyRight 2020\r\n\r\nbad option", .exitCode = 2},
-     {"Error 2 on 'tool': Tool 1.0\n\nbad option\n"}},
-    {"NothingButBanner",
-     {.output = "COPYRIGHT\n", .errorOutput = "not shown", .exitCode = 255},
-     {"Error 255 on 'tool'"}},
-    {"Signal", {.signal = 9}, {"Error 2304 on 'tool'"}},
-};
-INSTANTIATE_TEST_SUITE_P(Cases, IpcLabelledRun, testing::ValuesIn(kExitCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(IpcRunCommand, WithoutLabelReturnsWhileTheProcessRuns)
 {

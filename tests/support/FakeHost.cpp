@@ -67,26 +67,31 @@ std::uint32_t WaitStatus(int exitCode, int signal)
 }
 } // namespace
 
+std::string IpcFrame(std::uint32_t id, std::uint32_t kind, std::uint32_t value, std::string_view payload)
+{
+    const std::uint32_t header[4] = {static_cast<std::uint32_t>(sizeof header + payload.size()), id, kind,
+                                     value};
+    std::string frame(sizeof header, '\0');
+    std::memcpy(frame.data(), header, sizeof header);
+    return frame.append(payload);
+}
+
 std::atomic<CFakeHost*> CFakeHost::s_instance{nullptr};
 
-CFakeHost::CFakeHost() : m_installed(true), m_sink(tq::ipc::HandleIpcReply)
+CFakeHost::CFakeHost(ReplySink sink) : m_sink(std::move(sink))
 {
     if (s_instance.exchange(this) != nullptr)
     {
         throw std::logic_error("two fake hosts at once");
     }
-    SetHostCallback(Callback());
-    tq::ipc::InstallSender(kPluginId, SendIpcFrame);
     m_worker = std::thread(&CFakeHost::Work, this);
 }
 
-CFakeHost::CFakeHost(ReplySink sink) : m_installed(false), m_sink(std::move(sink))
+CFakeHost::CFakeHost() : CFakeHost(tq::ipc::HandleIpcReply)
 {
-    if (s_instance.exchange(this) != nullptr)
-    {
-        throw std::logic_error("two fake hosts at once");
-    }
-    m_worker = std::thread(&CFakeHost::Work, this);
+    m_installed = true;
+    SetHostCallback(Callback());
+    tq::ipc::InstallSender(kPluginId, SendIpcFrame);
 }
 
 CFakeHost::~CFakeHost()
@@ -95,11 +100,7 @@ CFakeHost::~CFakeHost()
     {
         tq::ipc::CloseIpc(true);
     }
-    {
-        const std::lock_guard lock(m_mutex);
-        m_stopping = true;
-    }
-    m_changed.notify_all();
+    Update([this] { m_stopping = true; });
     m_worker.join();
     if (m_installed)
     {
@@ -111,13 +112,20 @@ CFakeHost::~CFakeHost()
 
 HostCallback CFakeHost::Callback()
 {
-    return &CFakeHost::Trampoline;
+    return [](const HostMessage* message, void* /*reserved*/)
+    {
+        CFakeHost* const host = s_instance;
+        return host != nullptr ? host->Receive(*message) : -1;
+    };
 }
 
-std::int32_t CFakeHost::Trampoline(const HostMessage* message, void* /*reserved*/)
+void CFakeHost::Update(const std::function<void()>& change)
 {
-    CFakeHost* const host = s_instance;
-    return host != nullptr ? host->Receive(*message) : -1;
+    {
+        const std::lock_guard lock(m_mutex);
+        change();
+    }
+    m_changed.notify_all();
 }
 
 std::int32_t CFakeHost::Receive(const HostMessage& message)
@@ -125,69 +133,49 @@ std::int32_t CFakeHost::Receive(const HostMessage& message)
     switch (static_cast<MessageCategory>(message.category))
     {
     case MessageCategory::LogMessage:
-        return ReceiveLog(message);
+        if (message.type == kTypeLogQuery)
+        {
+            return m_threshold;
+        }
+        Update(
+            [&]
+            {
+                std::int32_t level = 0;
+                std::memcpy(&level, message.recordData, sizeof level);
+                m_record.log.push_back({level, std::string(TextOf(message))});
+            });
+        return 0;
     case MessageCategory::IpcFrameMessage:
         return ReceiveFrame(TextOf(message));
     case MessageCategory::StatusDocument:
     case MessageCategory::ConfigDocument:
-    {
-        const std::lock_guard lock(m_mutex);
-        m_record.documents.push_back({message.category, std::string(TextOf(message))});
-        break;
-    }
+        Update([&] { m_record.documents.push_back({message.category, std::string(TextOf(message))}); });
+        return 0;
     case MessageCategory::Heartbeat:
-    {
-        const std::lock_guard lock(m_mutex);
-        ++m_record.heartbeats;
-        break;
-    }
+        Update([&] { ++m_record.heartbeats; });
+        return 0;
     case MessageCategory::BufferRelease:
-    {
-        const std::lock_guard lock(m_mutex);
-        m_record.releases.push_back(message.data);
-        break;
-    }
+        Update([&] { m_record.releases.push_back(message.data); });
+        return 0;
     default:
         return -1;
     }
-    m_changed.notify_all();
-    return 0;
-}
-
-std::int32_t CFakeHost::ReceiveLog(const HostMessage& message)
-{
-    {
-        const std::lock_guard lock(m_mutex);
-        if (message.type == kTypeLogQuery)
-        {
-            ++m_record.logQueries;
-            return m_threshold;
-        }
-        std::int32_t level = 0;
-        std::memcpy(&level, message.recordData, sizeof level);
-        m_record.log.push_back({level, std::string(TextOf(message))});
-    }
-    m_changed.notify_all();
-    return 0;
 }
 
 // Called with the plug-in's registry locked: only queues.
 std::int32_t CFakeHost::ReceiveFrame(std::string_view frame)
 {
     const std::optional<Arguments> arguments = ArgumentsOf(frame);
-    if (m_refusing || !arguments)
+    if (!arguments)
     {
         return -1;
     }
-    Program program;
-    program.id = ReadU32(frame, 4);
-    program.arguments = *arguments;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_record.programs.push_back(*arguments);
-        m_queue.push_back(std::move(program));
-    }
-    m_changed.notify_all();
+    Update(
+        [&]
+        {
+            m_record.programs.push_back(*arguments);
+            m_queue.push_back({ReadU32(frame, 4), *arguments});
+        });
     return 0;
 }
 
@@ -205,35 +193,22 @@ void CFakeHost::SetProgramHook(ProgramHook hook)
 
 int CFakeHost::EndHanging(int exitCode)
 {
-    return EndHangingIf([](const Program&) { return true; }, exitCode);
-}
-
-int CFakeHost::EndHanging(const Arguments& arguments, int exitCode)
-{
-    return EndHangingIf([&arguments](const Program& program) { return program.arguments == arguments; },
-                        exitCode);
-}
-
-int CFakeHost::EndHangingIf(const std::function<bool(const Program&)>& chosen, int exitCode)
-{
     int count = 0;
-    {
-        const std::lock_guard lock(m_mutex);
-        const auto kept =
-            std::stable_partition(m_hanging.begin(), m_hanging.end(),
-                                  [&chosen](const Program& program) { return !chosen(program); });
-        for (auto ended = kept; ended != m_hanging.end(); ++ended, ++count)
+    Update(
+        [&]
         {
-            ended->answer.hang = false;
-            ended->answer.noStart = false;
-            ended->answer.exitCode = exitCode;
-            ended->isEnding = true;
-            m_queue.push_back(*ended);
-        }
-        m_hanging.erase(kept, m_hanging.end());
-        m_ending += count;
-    }
-    m_changed.notify_all();
+            for (Program& ended : m_hanging)
+            {
+                ended.answer.hang = false;
+                ended.answer.noStart = false;
+                ended.answer.exitCode = exitCode;
+                ended.isEnding = true;
+                m_queue.push_back(std::move(ended));
+            }
+            count = static_cast<int>(m_hanging.size());
+            m_hanging.clear();
+            m_ending += count;
+        });
     std::unique_lock lock(m_mutex);
     m_changed.wait(lock, [this] { return m_stopping || m_ending == 0; });
     return count;
@@ -258,22 +233,12 @@ CFakeHost::Record CFakeHost::Told() const
     return m_record;
 }
 
-std::vector<std::string> CFakeHost::LogTexts() const
+std::vector<std::string> CFakeHost::LogTexts(std::optional<std::int32_t> level) const
 {
     std::vector<std::string> texts;
     for (const LogLine& line : Told().log)
     {
-        texts.push_back(line.text);
-    }
-    return texts;
-}
-
-std::vector<std::string> CFakeHost::LogTexts(std::int32_t level) const
-{
-    std::vector<std::string> texts;
-    for (const LogLine& line : Told().log)
-    {
-        if (line.level == level)
+        if (line.level == level.value_or(line.level))
         {
             texts.push_back(line.text);
         }
@@ -339,11 +304,7 @@ void CFakeHost::Work()
         Play(std::move(program));
         if (isEnding)
         {
-            {
-                const std::lock_guard lock(m_mutex);
-                --m_ending;
-            }
-            m_changed.notify_all();
+            Update([this] { --m_ending; });
         }
     }
 }
@@ -379,11 +340,7 @@ void CFakeHost::Play(Program program)
     }
     if (answer.hang || answer.noStart)
     {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_hanging.push_back(std::move(program));
-        }
-        m_changed.notify_all();
+        Update([&] { m_hanging.push_back(std::move(program)); });
         return;
     }
     Reply(program.id, 5, WaitStatus(answer.exitCode, answer.signal));
@@ -391,10 +348,6 @@ void CFakeHost::Play(Program program)
 
 void CFakeHost::Reply(std::uint32_t id, std::uint32_t kind, std::uint32_t value, std::string_view payload)
 {
-    const std::uint32_t header[4] = {static_cast<std::uint32_t>(sizeof header + payload.size()), id, kind,
-                                     value};
-    std::string frame(sizeof header, '\0');
-    std::memcpy(frame.data(), header, sizeof header);
-    frame += payload;
+    const std::string frame = IpcFrame(id, kind, value, payload);
     m_sink(frame.data(), frame.size());
 }

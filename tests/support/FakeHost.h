@@ -18,6 +18,10 @@
 #include <thread>
 #include <vector>
 
+// A frame for the plug-in, as the host sends it.
+std::string IpcFrame(std::uint32_t id, std::uint32_t kind, std::uint32_t value,
+                     std::string_view payload = {});
+
 // One at a time. All operations from any thread; the threads that call the host must have ended before it is
 // destroyed.
 class CFakeHost
@@ -57,7 +61,6 @@ public:
         std::vector<std::uint64_t> releases; // pointers of the buffers given back
         std::vector<Arguments> programs;
         int heartbeats = 0;
-        int logQueries = 0;
     };
 
     using ProgramHook = std::function<std::optional<Answer>(const Arguments&)>;
@@ -82,9 +85,6 @@ public:
 
     void SetLogThreshold(std::int32_t threshold) { m_threshold = threshold; }
 
-    // While on, the host takes no process frame.
-    void RefuseProcesses(bool on) { m_refusing = on; }
-
     // Adds an answer for that argument vector. Answers are used in order, the last one again and again.
     void OnProgram(const Arguments& arguments, const Answer& answer);
 
@@ -92,18 +92,15 @@ public:
     // has no answer either, the start fails with ENOENT.
     void SetProgramHook(ProgramHook hook);
 
-    // Ends all programs that hang, or those of one argument vector, and waits until their end has been
-    // delivered. Returns their number.
+    // Ends all programs that hang and waits until their end has been delivered. Returns their number.
     int EndHanging(int exitCode = 0);
-    int EndHanging(const Arguments& arguments, int exitCode = 0);
     [[nodiscard]] int HangingCount() const;
 
     // Blocks until so many programs hang, their output delivered; false at the limit.
     bool WaitForHanging(int count, std::chrono::milliseconds limit = std::chrono::seconds(20));
 
     [[nodiscard]] Record Told() const;
-    [[nodiscard]] std::vector<std::string> LogTexts() const;
-    [[nodiscard]] std::vector<std::string> LogTexts(std::int32_t level) const;
+    [[nodiscard]] std::vector<std::string> LogTexts(std::optional<std::int32_t> level = std::nullopt) const;
     [[nodiscard]] std::vector<Arguments> Programs() const { return Told().programs; }
     [[nodiscard]] std::vector<Document> Documents() const { return Told().documents; }
 
@@ -119,8 +116,8 @@ private:
     struct Program
     {
         std::uint32_t id = 0;
-        Arguments arguments;
-        Answer answer;
+        Arguments arguments{};
+        Answer answer{};
         bool started = false;
         bool answered = false;
         bool isEnding = false; // by EndHanging
@@ -132,11 +129,10 @@ private:
         bool frontUsed = false;
     };
 
-    static std::int32_t Trampoline(const HostMessage* message, void* reserved);
+    // Changes something under the lock and wakes everyone who waits.
+    void Update(const std::function<void()>& change);
     std::int32_t Receive(const HostMessage& message);
-    std::int32_t ReceiveLog(const HostMessage& message);
     std::int32_t ReceiveFrame(std::string_view frame);
-    int EndHangingIf(const std::function<bool(const Program&)>& chosen, int exitCode);
     Answer FindAnswer(const Arguments& arguments);
     void Work();
     void Play(Program program);
@@ -144,10 +140,9 @@ private:
 
     static std::atomic<CFakeHost*> s_instance;
 
-    const bool m_installed;
+    bool m_installed = false;
     const ReplySink m_sink;
     std::atomic<std::int32_t> m_threshold{0};
-    std::atomic<bool> m_refusing{false};
 
     mutable std::mutex m_mutex; // guards all below
     std::condition_variable m_changed;
