@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <string>
 
 namespace
@@ -16,7 +15,7 @@ struct TimeCase
     std::optional<int> seconds;
 };
 
-constexpr auto kTimeCases = std::to_array<TimeCase>({
+constexpr TimeCase kTimeCases[] = {
     {"HalfPastMidnight", "12:30 AM", 1800},
     {"HalfPastNoon", "12:30 PM", 12 * kHour + 1800},
     {"Morning", "1:12 AM", kHour + 720},
@@ -35,60 +34,48 @@ constexpr auto kTimeCases = std::to_array<TimeCase>({
     {"TwentyFourHourClock", "13:00", std::nullopt},
     {"LineFeedBehind", "1:00 AM\n", std::nullopt},
     {"Empty", "", std::nullopt},
-});
-
-class DailyLogTime : public testing::TestWithParam<TimeCase>
-{
 };
 
-TEST_P(DailyLogTime, IsSecondsOfTheDay)
+TEST(DailyLogTime, IsSecondsOfTheDay)
 {
-    EXPECT_EQ(ParseDailyLogTime(GetParam().text), GetParam().seconds);
+    for (const TimeCase& row : kTimeCases)
+    {
+        EXPECT_EQ(ParseDailyLogTime(row.text), row.seconds) << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, DailyLogTime, testing::ValuesIn(kTimeCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 // Window 60 s.
 struct DueCase
 {
     const char* name;
     int logTimeSec;
-    int hour;
-    int minute;
-    int second;
+    const char* time;
     bool armed;
     bool due;
     bool armedAfter;
 };
 
-constexpr auto kDueCases = std::to_array<DueCase>({
-    {"WindowBegins", kHour, 0, 59, 0, true, true, true},
-    {"BeforeTheWindow", kHour, 0, 58, 59, true, false, true},
-    {"WindowEnds", kHour, 1, 1, 0, true, true, true},
-    {"BehindTheWindow", kHour, 1, 1, 1, true, false, true},
-    {"WrittenOnceADay", kHour, 1, 0, 0, false, false, false},
-    {"OneMinutePastMidnightArms", kHour, 0, 1, 30, false, false, true},
-    {"ArmingMinuteOfAnotherHourDoesNot", kHour, 2, 1, 30, false, false, false},
-    {"ArmedAndDueInTheSameMinute", 0, 0, 1, 0, false, true, true},
-    {"ArmedButTooLateInThatMinute", 0, 0, 1, 1, false, false, true},
-});
-
-class DailyLogDue : public testing::TestWithParam<DueCase>
-{
+constexpr DueCase kDueCases[] = {
+    {"WindowBegins", kHour, "00:59:00", true, true, true},
+    {"BeforeTheWindow", kHour, "00:58:59", true, false, true},
+    {"WindowEnds", kHour, "01:01:00", true, true, true},
+    {"BehindTheWindow", kHour, "01:01:01", true, false, true},
+    {"WrittenOnceADay", kHour, "01:00:00", false, false, false},
+    {"OneMinutePastMidnightArms", kHour, "00:01:30", false, false, true},
+    {"ArmingMinuteOfAnotherHourDoesNot", kHour, "02:01:30", false, false, false},
+    {"ArmedAndDueInTheSameMinute", 0, "00:01:00", false, true, true},
+    {"ArmedButTooLateInThatMinute", 0, "00:01:01", false, false, true},
 };
 
-TEST_P(DailyLogDue, DependsOnWindowAndArming)
+TEST(DailyLogDue, DependsOnWindowAndArming)
 {
-    std::tm local{};
-    local.tm_hour = GetParam().hour;
-    local.tm_min = GetParam().minute;
-    local.tm_sec = GetParam().second;
-    bool armed = GetParam().armed;
-    EXPECT_EQ(IsDailyLogDue(GetParam().logTimeSec, local, 60, armed), GetParam().due);
-    EXPECT_EQ(armed, GetParam().armedAfter);
+    for (const DueCase& row : kDueCases)
+    {
+        std::tm local{};
+        strptime(row.time, "%T", &local);
+        bool armed = row.armed;
+        EXPECT_EQ(IsDailyLogDue(row.logTimeSec, local, 60, armed), row.due) << row.name;
+        EXPECT_EQ(armed, row.armedAfter) << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, DailyLogDue, testing::ValuesIn(kDueCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 } // namespace

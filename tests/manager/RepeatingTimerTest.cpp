@@ -1,5 +1,6 @@
 #include "manager/RepeatingTimer.h"
 
+#include "tests/support/CaseName.h"
 #include "tests/support/FakeHost.h"
 
 #include <boost/asio/basic_waitable_timer.hpp>
@@ -91,33 +92,37 @@ TEST_F(RepeatingTimer, AsksForItsPeriodAtEachArming)
     EXPECT_EQ(m_runs.size(), 4U);
 }
 
-TEST_F(RepeatingTimer, EndsWithALineOnceStopped)
+struct EndCase
 {
-    m_stopped = true;
+    const char* name;
+    bool stopped;
+    bool cancelled;
+    const char* line;
+};
+
+class EndOfRepeatingTimer : public RepeatingTimer, public testing::WithParamInterface<EndCase>
+{
+};
+
+TEST_P(EndOfRepeatingTimer, IsToldOnce)
+{
+    m_stopped = GetParam().stopped;
+    if (GetParam().cancelled)
+    {
+        m_timer.Cancel();
+    }
     Pass(std::chrono::seconds(60));
     Pass(std::chrono::hours(1));
     EXPECT_TRUE(m_runs.empty());
-    EXPECT_THAT(m_host.LogTexts(LogDebug),
-                ElementsAre("CORVANEPI: Will not reschedule 2 timer because we are done"));
+    EXPECT_THAT(m_host.LogTexts(LogDebug), ElementsAre(GetParam().line));
 }
 
-TEST_F(RepeatingTimer, EndsWithTheErrorWhenCancelled)
-{
-    m_timer.Cancel();
-    Pass(std::chrono::hours(1));
-    EXPECT_TRUE(m_runs.empty());
-    EXPECT_THAT(m_host.LogTexts(LogDebug),
-                ElementsAre("CORVANEPI: Will not reschedule 2 timer. m_stopped=false, error_code=125, "
-                            "error_description=Operation canceled"));
-}
-
-TEST_F(RepeatingTimer, SaysWhenItWasCancelledBecauseOfTheStop)
-{
-    m_stopped = true;
-    m_timer.Cancel();
-    Pass({});
-    EXPECT_THAT(m_host.LogTexts(),
-                ElementsAre("CORVANEPI: Will not reschedule 2 timer. m_stopped=true, error_code=125, "
-                            "error_description=Operation canceled"));
-}
+constexpr EndCase kEndCases[] = {
+    {"Stopped", true, false, "CORVANEPI: Will not reschedule 2 timer because we are done"},
+    {"Cancelled", false, true,
+     "CORVANEPI: Will not reschedule 2 timer. m_stopped=false, error_code=125, error_description=Operation canceled"},
+    {"CancelledBecauseOfTheStop", true, true,
+     "CORVANEPI: Will not reschedule 2 timer. m_stopped=true, error_code=125, error_description=Operation canceled"},
+};
+INSTANTIATE_TEST_SUITE_P(Cases, EndOfRepeatingTimer, testing::ValuesIn(kEndCases), kByName);
 } // namespace

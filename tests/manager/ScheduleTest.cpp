@@ -5,122 +5,103 @@
 #include <gtest/gtest.h>
 #include <tinyxml.h>
 
-#include <array>
 #include <string>
 
 namespace
 {
-constexpr int kSunday = 0;
-constexpr int kMonday = 1;
+std::string Entry(const std::string& type, const std::string& days, const std::string& start)
+{
+    return R"(<SelfTestSchedule SelfTest=")" + type + R"(" Days=")" + days + R"(" Start=")" + start +
+           R"("/>)";
+}
 
-// What is read from `elements` into a copy of `before`.
+// "TYPE:DAYS@START" of each test, each followed by a blank.
+std::string Shown(const SelfTestSchedule& schedule)
+{
+    std::string shown;
+    for (const auto& [type, entry] : schedule)
+    {
+        shown +=
+            std::to_string(type) + ":" + std::to_string(entry.days) + "@" + std::to_string(entry.start) + " ";
+    }
+    return shown;
+}
+
+// What is read from `elements` into a schedule, which is empty or has one entry.
 struct ReadCase
 {
     const char* name;
-    SelfTestSchedule before;
-    const char* elements;
-    SelfTestSchedule after;
+    bool hasEntry; // short test on Mondays, start 60
+    std::string elements;
+    const char* after;
     bool changed;
 };
 
-const auto kReadCases = std::to_array<ReadCase>({
-    {"LongDayIsTakenFromTheShortTest",
-     {},
-     R"(<SelfTestSchedule SelfTest="0" Days="127" Start="60"/><SelfTestSchedule SelfTest="1" Days="1" Start="7200"/>)",
-     {{0, {126, 60}}, {1, {1, 7200}}},
-     true},
-    {"LongTestAloneMakesAnEmptyShortOne",
-     {},
-     R"(<SelfTestSchedule SelfTest="1" Days="64" Start="5"/>)",
-     {{0, {0, 0}}, {1, {64, 5}}},
-     true},
-    {"UnknownTypeIsIgnored", {}, R"(<SelfTestSchedule SelfTest="2" Days="127" Start="60"/>)", {}, false},
-    {"NegativeTypeIsIgnored", {}, R"(<SelfTestSchedule SelfTest="-1" Days="127" Start="60"/>)", {}, false},
-    {"EveryAttributeIsNeeded",
-     {},
-     R"(<SelfTestSchedule SelfTest="0" Days="1"/><SelfTestSchedule SelfTest="0" Start="1"/><SelfTestSchedule Days="1" Start="1"/><SelfTestSchedule SelfTest="0" Days="x" Start="1"/>)",
-     {},
-     false},
-    {"OnlyEightBitsOfTheDaysCount",
-     {},
-     R"(<SelfTestSchedule SelfTest="0" Days="258" Start="-5"/>)",
-     {{0, {2, -5}}, {1, {0, 0}}},
-     true},
-    {"SameEntryIsNoChange",
-     {{0, {2, 60}}, {1, {0, 0}}},
-     R"(<SelfTestSchedule SelfTest="0" Days="2" Start="60"/>)",
-     {{0, {2, 60}}, {1, {0, 0}}},
-     false},
-    {"OtherStartIsAChange",
-     {{0, {2, 60}}, {1, {0, 0}}},
-     R"(<SelfTestSchedule SelfTest="0" Days="2" Start="61"/>)",
-     {{0, {2, 61}}, {1, {0, 0}}},
-     true},
-    {"OtherElementsBetweenAreSkipped",
-     {},
-     R"(<SelfTestSchedule SelfTest="0" Days="2" Start="60"/><Disk/><SelfTestSchedule SelfTest="1" Days="4" Start="9"/>)",
-     {{0, {2, 60}}, {1, {4, 9}}},
-     true},
-    {"NoElementNoChange", {{0, {2, 60}}}, "", {{0, {2, 60}}, {1, {0, 0}}}, false},
-});
-
-class ScheduleReading : public testing::TestWithParam<ReadCase>
-{
+const ReadCase kReadCases[] = {
+    {"LongDayIsTakenFromTheShortTest", false, Entry("0", "127", "60") + Entry("1", "1", "7200"),
+     "0:126@60 1:1@7200 ", true},
+    {"LongTestAloneMakesAnEmptyShortOne", false, Entry("1", "64", "5"), "0:0@0 1:64@5 ", true},
+    {"UnknownTypeIsIgnored", false, Entry("2", "127", "60"), "", false},
+    {"NegativeTypeIsIgnored", false, Entry("-1", "127", "60"), "", false},
+    {"TypeIsNeeded", false, R"(<SelfTestSchedule Days="1" Start="1"/>)", "", false},
+    {"DaysAreNeeded", false, R"(<SelfTestSchedule SelfTest="0" Start="1"/>)", "", false},
+    {"StartIsNeeded", false, R"(<SelfTestSchedule SelfTest="0" Days="1"/>)", "", false},
+    {"DaysAreANumber", false, Entry("0", "x", "1"), "", false},
+    {"OnlyEightBitsOfTheDaysCount", false, Entry("0", "258", "-5"), "0:2@-5 1:0@0 ", true},
+    {"SameEntryIsNoChange", true, Entry("0", "2", "60"), "0:2@60 1:0@0 ", false},
+    {"OtherStartIsAChange", true, Entry("0", "2", "61"), "0:2@61 1:0@0 ", true},
+    {"OtherElementsBetweenAreSkipped", false, Entry("0", "2", "60") + "<Disk/>" + Entry("1", "4", "9"),
+     "0:2@60 1:4@9 ", true},
+    {"NoElementNoChange", true, "", "0:2@60 1:0@0 ", false},
 };
 
-TEST_P(ScheduleReading, GivesScheduleAndChange)
+TEST(ScheduleReading, GivesScheduleAndChange)
 {
-    CXmlDocument document;
-    ASSERT_TRUE(document.Parse(std::string("<Storage>") + GetParam().elements + "</Storage>"));
-    SelfTestSchedule schedule = GetParam().before;
-    EXPECT_EQ(ReadSelfTestSchedule(document.Root()->FirstChildElement("SelfTestSchedule"), schedule),
-              GetParam().changed);
-    EXPECT_EQ(schedule, GetParam().after);
+    for (const ReadCase& row : kReadCases)
+    {
+        SCOPED_TRACE(row.name);
+        CXmlDocument document;
+        ASSERT_TRUE(document.Parse("<Storage>" + row.elements + "</Storage>"));
+        SelfTestSchedule schedule;
+        if (row.hasEntry)
+        {
+            schedule = {{kShortTest, {.days = 2, .start = 60}}};
+        }
+        EXPECT_EQ(ReadSelfTestSchedule(document.Root()->FirstChildElement("SelfTestSchedule"), schedule),
+                  row.changed);
+        EXPECT_EQ(Shown(schedule), row.after);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ScheduleReading, testing::ValuesIn(kReadCases),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-// Short test on Mondays, long one on Sundays, both at 01:00, window 60 s.
 struct DueCase
 {
     const char* name;
-    int weekday;
-    int hour;
-    int minute;
-    int second;
+    const char* time; // with the weekday, 0 for Sunday
     std::optional<int> due;
 };
 
-constexpr auto kDueCases = std::to_array<DueCase>({
-    {"LastSecondBeforeTheStart", kMonday, 0, 59, 59, std::nullopt},
-    {"AtTheStart", kMonday, 1, 0, 0, kShortTest},
-    {"LastSecondOfTheWindow", kMonday, 1, 0, 59, kShortTest},
-    {"FirstSecondBehindTheWindow", kMonday, 1, 1, 0, std::nullopt},
-    {"LongTestOnItsDay", kSunday, 1, 0, 40, kLongTest},
-    {"LongTestOutsideItsWindow", kSunday, 0, 59, 59, std::nullopt},
-    {"NoDayOfEither", 2, 1, 0, 0, std::nullopt},
-});
-
-class ScheduleDue : public testing::TestWithParam<DueCase>
-{
+constexpr DueCase kDueCases[] = {
+    {"LastSecondBeforeTheStart", "1 00:59:59", std::nullopt},
+    {"AtTheStart", "1 01:00:00", kShortTest},
+    {"LastSecondOfTheWindow", "1 01:00:59", kShortTest},
+    {"FirstSecondBehindTheWindow", "1 01:01:00", std::nullopt},
+    {"LongTestOnItsDay", "0 01:00:40", kLongTest},
+    {"LongTestOutsideItsWindow", "0 00:59:59", std::nullopt},
+    {"NoDayOfEither", "2 01:00:00", std::nullopt},
 };
 
-TEST_P(ScheduleDue, DependsOnDayAndWindow)
+TEST(ScheduleDue, DependsOnDayAndWindow)
 {
-    const SelfTestSchedule schedule{{kShortTest, {1 << kMonday, 3600}}, {kLongTest, {1 << kSunday, 3600}}};
-    std::tm local{};
-    local.tm_wday = GetParam().weekday;
-    local.tm_hour = GetParam().hour;
-    local.tm_min = GetParam().minute;
-    local.tm_sec = GetParam().second;
-    EXPECT_EQ(DueTest(schedule, local, 60), GetParam().due);
+    const SelfTestSchedule shortOnMonday{{kShortTest, {2, 3600}}, {kLongTest, {1, 3600}}};
+    for (const DueCase& row : kDueCases)
+    {
+        std::tm local{};
+        strptime(row.time, "%w %T", &local);
+        EXPECT_EQ(DueTest(shortOnMonday, local, 60), row.due) << row.name;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ScheduleDue, testing::ValuesIn(kDueCases),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST(Schedule, SaturdayIsTheHighestDayAndAnEmptyScheduleIsNeverDue)
+TEST(ScheduleDue, SaturdayIsTheHighestDayAndAnEmptyScheduleIsNeverDue)
 {
     std::tm saturday{};
     saturday.tm_wday = 6;

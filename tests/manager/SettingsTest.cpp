@@ -4,10 +4,8 @@
 #include "frame/Xml.h"
 #include "tests/support/FakeHost.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <string>
 
 namespace
@@ -28,72 +26,59 @@ Settings Read(const std::string& attributes,
 
 struct IntervalCase
 {
-    const char* name;
     const char* value;
     std::uint32_t refreshMs;
     std::uint32_t smartSec;
 };
 
-constexpr auto kIntervalCases = std::to_array<IntervalCase>({
-    {"Zero", "0", 60000, 3600},
-    {"Negative", "-5", 60000, 3600},
-    {"One", "1", 1000, 3600},
-    {"BelowAnHour", "3599", 3599000, 3600},
-    {"AboveAnHour", "3601", 3601000, 3601},
-    {"LastThatFitsInMs", "4294967", 4294967000, 4294967},
-    {"FirstThatDoesNot", "4294968", 60000, 4294968},
-    {"NoNumber", "soon", 60000, 3600},
-});
-
-class Intervals : public testing::TestWithParam<IntervalCase>
-{
+constexpr IntervalCase kIntervalCases[] = {
+    {"0", 60000, 3600},          {"-5", 60000, 3600},
+    {"1", 1000, 3600},           {"3599", 3599000, 3600},
+    {"3601", 3601000, 3601},     {"4294967", 4294967000, 4294967}, // the last that fits in ms
+    {"4294968", 60000, 4294968}, {"soon", 60000, 3600},
 };
 
-TEST_P(Intervals, AreLimited)
+TEST(Settings, IntervalsAreLimited)
 {
-    const std::string value = GetParam().value;
-    EXPECT_EQ(Read("RefreshIntervalSec=\"" + value + "\"").refreshIntervalMs, GetParam().refreshMs);
-    EXPECT_EQ(Read("SmartIntervalSec=\"" + value + "\"").smartIntervalSec, GetParam().smartSec);
+    for (const IntervalCase& row : kIntervalCases)
+    {
+        const std::string value = row.value;
+        EXPECT_EQ(Read("RefreshIntervalSec=\"" + value + "\"").refreshIntervalMs, row.refreshMs) << value;
+        EXPECT_EQ(Read("SmartIntervalSec=\"" + value + "\"").smartIntervalSec, row.smartSec) << value;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, Intervals, testing::ValuesIn(kIntervalCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 struct TimeoutCase
 {
-    const char* name;
     int value;
     int used;
     std::vector<std::string> lines;
 };
 
-const auto kTimeoutCases = std::to_array<TimeoutCase>({
-    {"TooShort", 9, 40, {kOutOfRange, kAdjusting}},
-    {"Shortest", 10, 10, {}},
-    {"BelowTheOldDefault", 59, 59, {}},
-    {"OldDefault", 60, 40, {kAdjusting}},
-    {"AboveTheOldDefault", 61, 61, {}},
-    {"Longest", 255, 255, {}},
-    {"TooLong", 256, 40, {kOutOfRange, kAdjusting}},
-    {"SixtyModulo256", 316, 40, {kOutOfRange, kAdjusting}},
-});
-
-class WatchdogTimeout : public testing::TestWithParam<TimeoutCase>
-{
+const TimeoutCase kTimeoutCases[] = {
+    {9, 40, {kOutOfRange, kAdjusting}},
+    {10, 10, {}},
+    {59, 59, {}},
+    {60, 40, {kAdjusting}},
+    {61, 61, {}},
+    {255, 255, {}},
+    {256, 40, {kOutOfRange, kAdjusting}},
+    {316, 40, {kOutOfRange, kAdjusting}}, // 60 in eight bits
 };
 
-TEST_P(WatchdogTimeout, IsLimitedWithALine)
+TEST(Settings, TheWatchdogsTimeoutIsLimitedWithALine)
 {
     CFakeHost host;
-    const Settings settings =
-        Read("Timeout=\"" + std::to_string(GetParam().value) + "\"", ReadWatchdogSettings);
-    EXPECT_EQ(settings.watchdogTimeoutSec, GetParam().used);
-    EXPECT_EQ(host.LogTexts(LogInfo), GetParam().lines);
-    EXPECT_EQ(host.LogTexts().size(), GetParam().lines.size());
+    for (const TimeoutCase& row : kTimeoutCases)
+    {
+        SCOPED_TRACE(row.value);
+        host.Forget();
+        const Settings settings = Read("Timeout=\"" + std::to_string(row.value) + "\"", ReadWatchdogSettings);
+        EXPECT_EQ(settings.watchdogTimeoutSec, row.used);
+        EXPECT_EQ(host.LogTexts(LogInfo), row.lines);
+        EXPECT_EQ(host.LogTexts().size(), row.lines.size());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, WatchdogTimeout, testing::ValuesIn(kTimeoutCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Settings, SwitchesAreOffAtZeroOnly)
 {

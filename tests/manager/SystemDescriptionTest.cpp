@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -26,7 +26,7 @@ struct LevelCase
     std::optional<char> level;
 };
 
-constexpr auto kLevelCases = std::to_array<LevelCase>({
+constexpr LevelCase kLevelCases[] = {
     {"OneRow", "", "1", "4", "", std::nullopt},
     {"TwoRows", "", "2", "4", "", '5'},
     {"ThreeRows", "", "3", "4", "", '5'},
@@ -41,23 +41,20 @@ constexpr auto kLevelCases = std::to_array<LevelCase>({
     {"UnknownNameDoesNotCount", "", "2", "4", "10", '5'},
     {"NoRows", "q_series", "0", "4", "6", std::nullopt},
     {"NoColumns", "q_series", "2", "0", "6", std::nullopt},
-});
-
-class RaidLevel : public testing::TestWithParam<LevelCase>
-{
 };
 
-TEST_P(RaidLevel, FollowsNameFamilyAndLayout)
+TEST(SystemDescription, TheRaidLevelFollowsNameFamilyAndLayout)
 {
-    const LevelCase& row = GetParam();
-    const SystemDescription description =
-        Read(std::string("<family value=\"") + row.family + "\"/><defaultraidlevel value=\"" + row.named +
-             "\"/><Drives StorageRows=\"" + row.rows + "\" StorageCols=\"" + row.cols + "\"/>");
-    EXPECT_EQ(description.raidLevel, row.level);
+    for (const LevelCase& row : kLevelCases)
+    {
+        const std::string family = row.family;
+        EXPECT_EQ(Read("<family value=\"" + family + "\"/><defaultraidlevel value=\"" + row.named +
+                       "\"/><Drives StorageRows=\"" + row.rows + "\" StorageCols=\"" + row.cols + "\"/>")
+                      .raidLevel,
+                  row.level)
+            << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, RaidLevel, testing::ValuesIn(kLevelCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(SystemDescription, FamilySetsItsFlagAlone)
 {
@@ -72,27 +69,22 @@ TEST(SystemDescription, FamilySetsItsFlagAlone)
 
 TEST(SystemDescription, ReadsTheLayout)
 {
-    const auto layout =
-        Read(
-            R"(<Drives StorageRows="2" StorageCols="3" VerticalOrder="1" VerticalSlots="7" HorizontalFlip="-1"/>)")
-            .layout;
-    ASSERT_TRUE(layout);
-    EXPECT_EQ(layout->rows, 2U);
-    EXPECT_EQ(layout->cols, 3U);
-    EXPECT_TRUE(layout->verticalOrder);
-    EXPECT_TRUE(layout->verticalSlots);
-    EXPECT_TRUE(layout->horizontalFlip);
-}
-
-TEST(SystemDescription, SlotsOfASingleRowAreVerticalUnlessTold)
-{
-    EXPECT_TRUE(Read(R"(<Drives StorageRows="1" StorageCols="4"/>)").layout->verticalSlots);
-    EXPECT_FALSE(
-        Read(R"(<Drives StorageRows="1" StorageCols="4" VerticalSlots="0"/>)").layout->verticalSlots);
-    const auto twoRows = Read(R"(<Drives StorageRows="2" StorageCols="4"/>)").layout;
-    EXPECT_FALSE(twoRows->verticalSlots);
-    EXPECT_FALSE(twoRows->verticalOrder);
-    EXPECT_FALSE(twoRows->horizontalFlip);
+    const std::pair<const char*, std::string> cases[] = {
+        {R"(StorageRows="2" StorageCols="3" VerticalOrder="1" HorizontalFlip="-1")", "2x3 order flip"},
+        {R"(StorageRows="2" StorageCols="4" VerticalSlots="7")", "2x4 slots"},
+        {R"(StorageRows="2" StorageCols="4")", "2x4"},
+        {R"(StorageRows="1" StorageCols="4")", "1x4 slots"}, // those of a single row unless told
+        {R"(StorageRows="1" StorageCols="4" VerticalSlots="0")", "1x4"},
+    };
+    for (const auto& [attributes, shown] : cases)
+    {
+        const auto layout = Read(std::string("<Drives ") + attributes + "/>").layout;
+        ASSERT_TRUE(layout) << attributes;
+        EXPECT_EQ(std::to_string(layout->rows) + "x" + std::to_string(layout->cols) +
+                      (layout->verticalOrder ? " order" : "") + (layout->verticalSlots ? " slots" : "") +
+                      (layout->horizontalFlip ? " flip" : ""),
+                  shown);
+    }
 }
 
 TEST(SystemDescription, ABrokenDocumentDescribesNothing)

@@ -4,22 +4,47 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <map>
+#include <sstream>
 
 using namespace tqselftest;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 namespace
 {
-// A machine by its drives: what each answers to a query, "" for one that does not answer at all.
+std::string Ata(int status)
+{
+    return R"({"device":{"protocol":"ATA"},"ata_smart_data":{"self_test":{"status":{"value":)" +
+           std::to_string(status) + "}}}}";
+}
+
+// What a drive answers to a query; "silent" does not answer at all.
+const std::map<std::string, std::string> kStates{
+    {"idle", Ata(0)},
+    {"busy", Ata(0xF4)},
+    {"unable", R"({"device":{"protocol":"ATA"}})"},
+    {"silent", ""},
+    {"nvme",
+     R"({"device":{"protocol":"NVMe"},"nvme_self_test_log":{"current_self_test_operation":{"value":0}}})"},
+    {"oldnvme", R"({"device":{"protocol":"NVMe"}})"},
+};
+
+// A machine by its drives and their states, as "sda idle sdb busy".
 class CMachine
 {
 public:
-    std::vector<std::pair<std::string, std::string>> drives; // name, protocol and status
+    explicit CMachine(const std::string& words = {})
+    {
+        std::istringstream in(words);
+        for (std::string name, state; in >> name >> state;)
+        {
+            drives.emplace_back("/dev/" + name, kStates.at(state));
+        }
+    }
+
+    std::vector<std::pair<std::string, std::string>> drives; // name, answer to a query
     std::map<std::string, ProgramResult> answers;            // by command line, in place of the usual one
     std::vector<std::string> actions;                        // starts and stops, as "-t short /dev/sda"
 
@@ -76,25 +101,10 @@ private:
     }
 };
 
-std::string Ata(int status)
-{
-    return R"({"device":{"protocol":"ATA"},"ata_smart_data":{"self_test":{"status":{"value":)" +
-           std::to_string(status) + "}}}}";
-}
-const std::string kAtaIdle = Ata(0);
-const std::string kAtaBusy = Ata(0xF4);
-const std::string kAtaUnable = R"({"device":{"protocol":"ATA"}})";
-const std::string kNvme =
-    R"({"device":{"protocol":"NVMe"},"nvme_self_test_log":{"current_self_test_operation":{"value":0}}})";
-const std::string kOldNvme = R"({"device":{"protocol":"NVMe"}})";
-
 Outcome Do(CMachine& machine, Command command, const std::string& drive = {})
 {
     CommandLine line{.command = command};
-    if (!drive.empty())
-    {
-        line.drive = drive;
-    }
+    line.drive = drive.empty() ? std::nullopt : std::optional(drive);
     return Execute(line, "smartctl", [&machine](const auto& commands) { return machine.Run(commands); });
 }
 
@@ -111,141 +121,64 @@ std::string Lines(const std::vector<std::string>& texts)
 struct CommandCase
 {
     const char* name;
-    std::vector<std::pair<std::string, std::string>> drives;
+    const char* drives;
     Command command;
     const char* drive;
     int exitCode;
-    std::vector<std::string> actions;
-    std::vector<std::string> messages;
+    std::string actions; // and messages: lines
+    std::string messages;
 };
 
-const auto kCommandCases = std::to_array<CommandCase>({
-    {"StartAll",
-     {{"/dev/sda", kAtaIdle},
-      {"/dev/sdb", kAtaBusy},
-      {"/dev/sdc", kAtaUnable},
-      {"/dev/sdd", ""},
-      {"/dev/nvme0", kNvme}},
-     Command::StartShort,
-     "",
-     kDone,
-     {"-t short /dev/sda"},
-     {"/dev/sdb: a self-test is running", "/dev/sdc: no self-tests", "/dev/sdd: took too long"}},
-    {"StartOne",
-     {{"/dev/sda", kAtaIdle}, {"/dev/sdb", kAtaIdle}},
-     Command::StartLong,
-     "/dev/sdb",
-     kDone,
-     {"-t long /dev/sdb"},
-     {}},
-    {"StartAllWhileAllRun",
-     {{"/dev/sda", kAtaBusy}},
-     Command::StartShort,
-     "",
-     kDone,
-     {},
-     {"/dev/sda: a self-test is running"}},
-    {"StartOneThatRuns",
-     {{"/dev/sda", kAtaBusy}},
-     Command::StartShort,
-     "/dev/sda",
-     kDriveFailed,
-     {},
-     {"/dev/sda: a self-test is running"}},
-    {"StartOneThatCannot",
-     {{"/dev/sda", kAtaUnable}},
-     Command::StartShort,
-     "/dev/sda",
-     kDriveFailed,
-     {},
-     {"/dev/sda: no self-tests"}},
-    {"StartNvmeByName",
-     {{"/dev/nvme0", kNvme}},
-     Command::StartShort,
-     "/dev/nvme0",
-     kDone,
-     {"-t short /dev/nvme0"},
-     {}},
+const CommandCase kCommandCases[] = {
+    {"StartAll", "sda idle sdb busy sdc unable sdd silent nvme0 nvme", Command::StartShort, "", kDone,
+     "-t short /dev/sda\n",
+     "/dev/sdb: a self-test is running\n/dev/sdc: no self-tests\n/dev/sdd: took too long\n"},
+    {"StartOne", "sda idle sdb idle", Command::StartLong, "/dev/sdb", kDone, "-t long /dev/sdb\n", ""},
+    {"StartAllWhileAllRun", "sda busy", Command::StartShort, "", kDone, "",
+     "/dev/sda: a self-test is running\n"},
+    {"StartOneThatRuns", "sda busy", Command::StartShort, "/dev/sda", kDriveFailed, "",
+     "/dev/sda: a self-test is running\n"},
+    {"StartOneThatCannot", "sda unable", Command::StartShort, "/dev/sda", kDriveFailed, "",
+     "/dev/sda: no self-tests\n"},
+    {"StartNvmeByName", "nvme0 nvme", Command::StartShort, "/dev/nvme0", kDone, "-t short /dev/nvme0\n", ""},
     // smartctl 7.3 accepts the command for an NVMe drive, does nothing and reports success.
-    {"StartNvmeOfOldSmartctl",
-     {{"/dev/nvme0", kOldNvme}},
-     Command::StartShort,
-     "/dev/nvme0",
-     kDriveFailed,
-     {},
-     {"/dev/nvme0: no self-tests"}},
-    {"StartNone",
-     {{"/dev/sda", kAtaUnable}},
-     Command::StartShort,
-     "",
-     kDriveFailed,
-     {},
-     {"/dev/sda: no self-tests"}},
-    {"StartWithoutDrives", {}, Command::StartShort, "", kDriveFailed, {}, {"there are no drives"}},
-    {"StartMissingDrive",
-     {},
-     Command::StartShort,
-     "/dev/sda",
-     kDriveFailed,
-     {},
-     {"/dev/sda: No such device"}},
-    {"StopOnlyWhatRuns",
-     {{"/dev/sda", kAtaIdle}, {"/dev/sdb", kAtaBusy}, {"/dev/sdc", ""}},
-     Command::Stop,
-     "",
-     kDone,
-     {"-X /dev/sdb"},
-     {"/dev/sdc: took too long"}},
-    {"StopOneThatDoesNotAnswer",
-     {{"/dev/sdc", ""}},
-     Command::Stop,
-     "/dev/sdc",
-     kDriveFailed,
-     {},
-     {"/dev/sdc: took too long"}},
-    {"StopNothing", {{"/dev/sda", kAtaIdle}}, Command::Stop, "/dev/sda", kDone, {}, {}},
-    {"ReportNone", {}, Command::Report, "", kDone, {}, {}},
-    {"ReportOfSilentDrives",
-     {{"/dev/sda", ""}},
-     Command::Report,
-     "",
-     kDriveFailed,
-     {},
-     {"/dev/sda: took too long"}},
-    {"UnknownRaidDrive",
-     {{"/dev/sda", kAtaIdle}},
-     Command::StartShort,
-     "/c0/e252/s3",
-     kDriveFailed,
-     {},
-     {"/c0/e252/s3: there is no such drive"}},
-});
-
-class ToolCommand : public testing::TestWithParam<CommandCase>
-{
+    {"StartNvmeOfOldSmartctl", "nvme0 oldnvme", Command::StartShort, "/dev/nvme0", kDriveFailed, "",
+     "/dev/nvme0: no self-tests\n"},
+    {"StartNone", "sda unable", Command::StartShort, "", kDriveFailed, "", "/dev/sda: no self-tests\n"},
+    {"StartWithoutDrives", "", Command::StartShort, "", kDriveFailed, "", "there are no drives\n"},
+    {"StartMissingDrive", "", Command::StartShort, "/dev/sda", kDriveFailed, "",
+     "/dev/sda: No such device\n"},
+    {"StopOnlyWhatRuns", "sda idle sdb busy sdc silent", Command::Stop, "", kDone, "-X /dev/sdb\n",
+     "/dev/sdc: took too long\n"},
+    {"StopOneThatDoesNotAnswer", "sdc silent", Command::Stop, "/dev/sdc", kDriveFailed, "",
+     "/dev/sdc: took too long\n"},
+    {"StopNothing", "sda idle", Command::Stop, "/dev/sda", kDone, "", ""},
+    {"ReportNone", "", Command::Report, "", kDone, "", ""},
+    {"ReportOfSilentDrives", "sda silent", Command::Report, "", kDriveFailed, "",
+     "/dev/sda: took too long\n"},
+    {"UnknownRaidDrive", "sda idle", Command::StartShort, "/c0/e252/s3", kDriveFailed, "",
+     "/c0/e252/s3: there is no such drive\n"},
 };
 } // namespace
 
-TEST_P(ToolCommand, DoesWhatItSays)
+TEST(ToolCommand, DoesWhatItSays)
 {
-    CMachine machine;
-    machine.drives = GetParam().drives;
-    const Outcome outcome = Do(machine, GetParam().command, GetParam().drive);
-    EXPECT_EQ(outcome.exitCode, GetParam().exitCode);
-    EXPECT_EQ(machine.actions, GetParam().actions);
-    EXPECT_EQ(outcome.messages, GetParam().messages);
-    // The plug-in logs what a failed run prints.
-    EXPECT_TRUE(outcome.exitCode == kDone || outcome.output == Lines(GetParam().messages)) << outcome.output;
+    for (const CommandCase& row : kCommandCases)
+    {
+        SCOPED_TRACE(row.name);
+        CMachine machine(row.drives);
+        const Outcome outcome = Do(machine, row.command, row.drive);
+        EXPECT_EQ(outcome.exitCode, row.exitCode);
+        EXPECT_EQ(Lines(machine.actions), row.actions);
+        EXPECT_EQ(Lines(outcome.messages), row.messages);
+        // The plug-in logs what a failed run prints.
+        EXPECT_TRUE(outcome.exitCode == kDone || outcome.output == row.messages) << outcome.output;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, ToolCommand, testing::ValuesIn(kCommandCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(ToolReport, LeavesOutDrivesThatDoNotAnswer)
 {
-    CMachine machine;
-    machine.drives = {
-        {"/dev/sda", kAtaBusy}, {"/dev/sdb", ""}, {"/dev/sdc", kAtaUnable}, {"/dev/nvme0", kOldNvme}};
+    CMachine machine("sda busy sdb silent sdc unable nvme0 oldnvme");
     const Outcome outcome = Do(machine, Command::Report);
     EXPECT_EQ(outcome.exitCode, kDone);
     EXPECT_THAT(outcome.output, HasSubstr(R"(<Disk Name="/dev/sda" SelfTestStatus="1" PcRemain="40">)"));
@@ -257,8 +190,7 @@ TEST(ToolReport, LeavesOutDrivesThatDoNotAnswer)
 
 TEST(ToolStart, AFailedCommandIsBelievedOnlyWhenNothingRuns)
 {
-    CMachine machine;
-    machine.drives = {{"/dev/sda", kAtaIdle}, {"/dev/sdb", kAtaIdle}};
+    CMachine machine("sda idle sdb idle");
     machine.answers["-t short /dev/sda"] = {.exitCode = 4, .output = "{}"};
     machine.answers["-t short /dev/sdb"] = {.exitCode = 4, .output = "{}"};
     EXPECT_EQ(Do(machine, Command::StartShort, "/dev/sda").exitCode, kDriveFailed);
@@ -268,7 +200,8 @@ TEST(ToolStart, AFailedCommandIsBelievedOnlyWhenNothingRuns)
                                     [&](const auto& commands)
                                     {
                                         steps.push_back(commands.size());
-                                        machine.drives[1].second = steps.size() > 3 ? kAtaBusy : kAtaIdle;
+                                        machine.drives[1].second =
+                                            kStates.at(steps.size() > 3 ? "busy" : "idle");
                                         return machine.Run(commands);
                                     });
     EXPECT_EQ(outcome.exitCode, kDone);
@@ -278,8 +211,7 @@ TEST(ToolStart, AFailedCommandIsBelievedOnlyWhenNothingRuns)
 
 TEST(ToolStop, ATestThatCannotBeStoppedIsAFailure)
 {
-    CMachine machine;
-    machine.drives = {{"/dev/sda", kAtaBusy}, {"/dev/sdb", kAtaBusy}};
+    CMachine machine("sda busy sdb busy");
     machine.answers["-X /dev/sda"] = {.exitCode = 4, .output = "{}"};
     const Outcome outcome = Do(machine, Command::Stop);
     EXPECT_EQ(outcome.exitCode, kDriveFailed);
@@ -308,7 +240,7 @@ TEST(ToolScan, WithoutSmartctlNothingCanBeDone)
 
 TEST(ToolScan, RaidDrivesGoByTheControllersNames)
 {
-    CMachine machine;
+    CMachine machine("sda idle bus/0 idle");
     machine.answers["--scan"] = {
         .exitCode = 0,
         .output =
@@ -319,7 +251,6 @@ TEST(ToolScan, RaidDrivesGoByTheControllersNames)
         .exitCode = 0,
         .output =
             R"({"Controllers":[{"Response Data":{"Drive Information":[{"EID:Slt":"252:3","DID":9}]}}]})"};
-    machine.drives = {{"/dev/sda", kAtaIdle}, {"/dev/bus/0", kAtaIdle}};
     const Outcome all = Do(machine, Command::StartShort);
     EXPECT_EQ(all.exitCode, kDone);
     EXPECT_THAT(machine.actions, ElementsAre("-t short /dev/sda", "-t short -d sat+megaraid,9 /dev/bus/0"));
