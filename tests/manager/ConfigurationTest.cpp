@@ -13,7 +13,6 @@ protected:
     std::string SavedAfter(const std::string& configuration)
     {
         m_dir.Write(kConfigurationFile, configuration);
-        AnswerScan({});
         Start();
         Stop();
         return m_dir.Read(kConfigurationFile).value_or("");
@@ -32,10 +31,9 @@ TEST_F(Configuration, IsWrittenInTheDocumentedOrder)
         R"(<Disk SerialNumber=" S1 " Model="M" NonRaidPort="3" OtherName=""/>)"
         R"(<Disk SerialNumber="S1" Model="IGNORED"><Thresholds><Threshold Id="194" Min="10" Max="45"/></Thresholds></Disk>)"
         R"(<Disk SerialNumber="" Model="IGNORED"/></Storage></zDVR>)");
-    AnswerScan({});
     Start();
     EXPECT_EQ(
-        LastDocument(MessageCategory::ConfigDocument),
+        LastConfig(),
         R"(<?xml ?><zDVR Delta="0"><Storage ID="3604480" RefreshIntervalSec="90" SmartIntervalSec="3600")"
         R"( SelfTestTimeoutSec="4000" TqselftestLogEnabled="1" DailyLogTime="2:30 PM" LogCommandline="1" HasRaidConfig="1")"
         R"( StorageRows="1" StorageCols="8" VerticalOrder="0" VerticalSlots="1" HorizontalFlip="1")"
@@ -73,7 +71,7 @@ TEST_F(Configuration, AnAttachedDiskIsNotTakenOverByAnotherWay)
     AnswerScan({"/dev/sda"}); // the same drive, as smartctl sees it
     AnswerReport("/dev/sda", "S1", 30);
     Start();
-    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument),
+    EXPECT_THAT(LastConfig(),
                 testing::AllOf(HasSubstr(R"(<Disk Name="/c0/e1/s2")"), Not(HasSubstr("/dev/sda"))));
 }
 
@@ -104,27 +102,25 @@ TEST_F(Configuration, ADisksRangeSurvivesARestartWithoutTheDisk)
     AnswerScan({"/dev/sda"});
     AnswerReport("/dev/sda", " S1", 30);
     Start();
-    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument),
-                HasSubstr(R"(<Threshold Id="194" Min="5" Max="55" />)"));
-    Configure(R"(<zDVR Delta="1"><Storage ID="3604480"><Disk Name="/dev/sda"><Thresholds>)"
-              R"(<Threshold Id="194" Min="-10" Max="45"/></Thresholds></Disk></Storage></zDVR>)");
+    EXPECT_THAT(LastConfig(), HasSubstr(R"(<Threshold Id="194" Min="5" Max="55" />)"));
+    ConfigureStorage(R"(<Disk Name="/dev/sda"><Thresholds><Threshold Id="194" Min="-10" Max="45"/>)"
+                     R"(</Thresholds></Disk>)");
     Stop();
 
     FailScan();
     Start();
-    const std::string document = LastDocument(MessageCategory::ConfigDocument);
+    const std::string document = LastConfig();
     EXPECT_THAT(document, HasSubstr(R"(<Disk Name="S1" Model="EXAMPLE" SerialNumber="S1")"));
     EXPECT_THAT(document, HasSubstr(R"(<Threshold Id="194" Min="-10" Max="45" />)"));
     EXPECT_THAT(document, Not(HasSubstr("<Attribute ")));
-    EXPECT_THAT(LastDocument(MessageCategory::StatusDocument),
-                HasSubstr(R"(<Disk Name="S1" Message="Offline" )"))
+    EXPECT_THAT(LastStatus(), HasSubstr(R"(<Disk Name="S1" Message="Offline" )"))
         << "not seen by any scan yet: no poll error";
     Stop();
 
     AnswerScan({"/dev/sdb"}); // the same disk, elsewhere
     AnswerReport("/dev/sdb", "S1", 50);
     Start();
-    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), HasSubstr(R"(<Disk Name="/dev/sdb")"));
+    EXPECT_THAT(LastConfig(), HasSubstr(R"(<Disk Name="/dev/sdb")"));
     EXPECT_EQ(CountLog("/dev/sdb alarmed - threshold exceeded"), 1);
 }
 

@@ -12,15 +12,11 @@ using storcli::kDisks;
 using storcli::kEnclosures;
 using storcli::kSmart;
 using storcli::kVolumes;
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 using Programs = std::vector<CFakeHost::Arguments>;
 
-const CFakeHost::Arguments kScan{"./smartctl", "-j", "--scan"};
 const CFakeHost::Arguments kReport{"./smartctl",     "-j", "-T",        "permissive", "-d",
                                    "sat+megaraid,6", "-a", "/dev/bus/0"};
 const CFakeHost::Arguments kFreeReport{"./smartctl",     "-j", "-T",        "permissive", "-d",
@@ -41,7 +37,7 @@ protected:
         AnswerVolume("Optl");
         Answer(kDisks, {.output = storcli::Disks(m_drives)});
         Answer(kSmart, {.output = storcli::Success(storcli::Smart("/c0/e252/s4"))});
-        Answer(kReport, {.output = ReportJson("S1", 40, 0)});
+        Answer(kReport, {.output = ReportJson("S1", 40)});
         Answer(kFreeReport, {.output = R"({"smartctl":{"exit_status":2}})", .exitCode = 2});
     }
 
@@ -58,12 +54,6 @@ protected:
                       { return arguments.front() != "storcli" && arguments.front() != "./smartctl"; });
         m_host.Forget();
         return programs;
-    }
-
-    void Scan()
-    {
-        Pass(std::chrono::seconds(60), [](const CFakeHost::Record& told)
-             { return std::count(told.programs.begin(), told.programs.end(), kScan) > 0; });
     }
 
     std::vector<storcli::Drive> m_drives{
@@ -91,21 +81,19 @@ TEST_F(LsiPasses, EachStartsWhatItNeedsAndNoMore)
     EXPECT_EQ(Started(), m_full) << "scan that finds another volume";
 
     const Programs refresh{kDisks, kSmart, kScan, kVolumes, kReport, kFreeReport};
-    Configure(R"(<zDVR Delta="1"><Storage ID="3604480"><Refresh Controllers="all"/></Storage></zDVR>)");
+    ConfigureStorage(kRefresh);
     EXPECT_EQ(Started(), refresh) << "the host's refresh";
 
     const CFakeHost::Arguments spare{"storcli", "/c0/e252/s5", "add", "hotsparedrive", "J"};
     Answer(spare, {.output = storcli::Success("")});
-    Configure(
-        R"(<zDVR Delta="1"><Storage ID="3604480"><Disk Name="/c0/e252/s5" Hotspare="1"/></Storage></zDVR>)");
+    ConfigureStorage(R"(<Disk Name="/c0/e252/s5" Hotspare="1"/>)");
     Programs withSpare{spare};
     withSpare.insert(withSpare.end(), refresh.begin(), refresh.end());
     EXPECT_EQ(Started(), withSpare) << "a hot spare";
 
     Housekeeping();
     EXPECT_THAT(Started(), IsEmpty()) << "status";
-    Configure(
-        R"(<zDVR Delta="1"><Storage ID="3604480"><Disk Name="/c0/e252/s5" Hotspare="0"/></Storage></zDVR>)");
+    ConfigureStorage(R"(<Disk Name="/c0/e252/s5" Hotspare="0"/>)");
     EXPECT_THAT(Started(), IsEmpty()) << "a request that changes nothing";
 }
 
@@ -124,7 +112,7 @@ TEST_P(EndOfLsiPasses, AQueryCutOffIsNoAlarm)
     }
     m_host.OnProgram(kVolumes, {.hang = true});
     host::simtime::Advance(std::chrono::seconds(60));
-    EXPECT_TRUE(WaitUntil([this](const CFakeHost::Record&) { return m_host.HangingCount() > 0; }));
+    AwaitHanging();
     const std::size_t programs = m_host.Programs().size();
     Close();
     Join();
@@ -144,59 +132,4 @@ TEST_F(LsiPasses, OnTheQSeriesTheToolIsNotAskedForSmartData)
                                      kFreeReport));
 }
 
-TEST_F(LsiPasses, TheHostIsToldControllerUnitsAndDisks)
-{
-    Answer({"scripts/sysinfo.sh"},
-           {.output = "motherboard-vendor=ACME\nraid-volume=/c0/v4\nraid-fspath=/data\n"});
-    m_dir.Write("tqsysteminfo.xml", R"(<x><Drives StorageRows="2" StorageCols="4"/></x>)");
-    Start();
-    EXPECT_THAT(LastDocument(MessageCategory::StatusDocument),
-                AllOf(HasSubstr(R"(<Disk Name="/c0/e252/s4" Message="Healthy")"),
-                      HasSubstr(R"(<Disk Name="/c0/e252/s5" Message="Healthy")"),
-                      HasSubstr(R"(<Controller Name="/c0" Alarm="0" Time="1700395200" Message="Healthy" />)"
-                                R"(<Volume Name="/c0/v4" Time="1700395200" Alarm="0" Message="Optl" />)")));
-    EXPECT_THAT(
-        LastDocument(MessageCategory::ConfigDocument),
-        AllOf(
-            HasSubstr(R"(<Controller Name="/c0" Model="RAID 8i" SerialNumber="SV1")"),
-            HasSubstr(R"(ControllerName="/c0" UnitName="/c0/v4" OtherName="/c0/e252/s4")"),
-            HasSubstr(
-                R"(Attached="1" RaidPort="4" VolumeIndex="4" DID="6" SupportsPrep="0"><Drives><Drive Name="/data")"),
-            HasSubstr(R"(CanConfigureHotSpare="1")"),
-            HasSubstr(R"(<Attribute Id="194" Flag="34" CurrentValue="40" WorstValue="50")"),
-            HasSubstr(R"(<Attribute Id="194" Flag="0" CurrentValue="34" WorstValue="0")")))
-        << "through smartctl, and from the controller where smartctl fails";
-}
-
-TEST_F(LsiPasses, AFailedDriveAndAFailedToolAreAlarmsUntilTheyPass)
-{
-    Start();
-    m_drives[0].state = "Failed";
-    Answer(kDisks, {.output = storcli::Disks(m_drives)});
-    Answer(kVolumes, {.output = "Killed", .exitCode = 137});
-    m_host.Forget();
-    Scan();
-    EXPECT_THAT(LastDocument(MessageCategory::StatusDocument),
-                AllOf(HasSubstr(R"(<Disk Name="/c0/e252/s4" Message="Failed" Time=)"),
-                      HasSubstr(R"(Alarm="1" Message="storcli error 137" />)"),
-                      Not(HasSubstr("<Controller"))));
-    EXPECT_EQ(CountLog("Failed to refresh RAID volumes - storcli error 137"), 1);
-
-    m_drives[0].state = "Onln";
-    Answer(kDisks, {.output = storcli::Disks(m_drives)});
-    AnswerVolume("Optl");
-    m_host.Forget();
-    Scan();
-    EXPECT_THAT(LastDocument(MessageCategory::StatusDocument),
-                AllOf(HasSubstr(R"(<Disk Name="/c0/e252/s4" Message="Healthy")"),
-                      HasSubstr(R"(Alarm="0" Message="Optl" />)")));
-
-    Answer(kDisks, {.startError = 2});
-    m_host.Forget();
-    Scan();
-    EXPECT_THAT(LastDocument(MessageCategory::StatusDocument),
-                HasSubstr(R"(<Disk Name="/c0/e252/s4" Message="Offline")"));
-    EXPECT_EQ(CountLog("Plugin detected disk '/c0/e252/s4' has been removed"), 1);
-    EXPECT_EQ(CountLog("Plugin detected disk '/c0/e252/s5' has been removed"), 0) << "outside every unit";
-}
 } // namespace

@@ -3,28 +3,18 @@
 #include "frame/Ipc.h"
 #include "frame/Xml.h"
 #include "host/SimTime.h"
-#include "hwmon/PortIo.h"
+#include "tests/support/FakePorts.h"
 #include "tests/support/KernelWait.h"
 
 #include <tinyxml.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 
 namespace
 {
-// A chip whose registers nobody looks at: the fake touches no port.
-class CNoPorts final : public CPortIo
-{
-public:
-    std::uint8_t In(std::uint16_t /*port*/) override { return 0xFF; }
-    void Out(std::uint16_t /*port*/, std::uint8_t /*value*/) override {}
-    int SetPermission(std::uint16_t /*first*/, int /*count*/, bool /*on*/) override { return 0; }
-};
-
-CNoPorts noPorts;
+CFakePorts noPorts; // the fake chip touches none
 const CSystemClock kChipClock;
 
 // Its one sensor, of the rig's board file, shows 5 while it has news and nothing otherwise.
@@ -73,7 +63,7 @@ private:
 class CFakeController final : public CController
 {
 public:
-    explicit CFakeController(std::shared_ptr<CControllerScript> script)
+    explicit CFakeController(std::shared_ptr<ControllerScript> script)
         : CController("/c0", {"Optl"}, {"Onln"}, std::make_shared<CSystemClock>()),
           m_script(std::move(script))
     {
@@ -82,33 +72,29 @@ public:
     [[nodiscard]] std::vector<UnconfiguredDisk> GetUnconfiguredDisks() const override { return {}; }
     void StartCreateVolume() override {}
     CreateVolumeResult FinishCreateVolume() override { return {}; }
-    HotSpareResult ConfigureHotSpare(const std::string& /*diskName*/, bool /*enable*/) override { return {}; }
-    [[nodiscard]] std::string GetDiskDid(const std::string& /*diskName*/) const override { return "7"; }
-    [[nodiscard]] std::optional<std::int32_t>
-    GetDiskTemperature(const std::string& /*diskName*/) const override
+    HotSpareResult ConfigureHotSpare(const std::string& /*disk*/, bool /*enable*/) override { return {}; }
+    [[nodiscard]] std::optional<std::int32_t> GetDiskTemperature(const std::string& /*disk*/) const override
     {
         return std::nullopt;
     }
     [[nodiscard]] std::map<std::int32_t, SmartAttribute>
-    GetDiskSmartAttributes(const std::string& /*diskName*/) const override
+    GetDiskSmartAttributes(const std::string& /*disk*/) const override
     {
         return {};
     }
-    [[nodiscard]] bool HasRaid1Unit() const override { return m_script->Get().raid1; }
+    [[nodiscard]] bool HasRaid1Unit() const override { return m_script->raid1; }
     [[nodiscard]] bool HasRaid56Unit() const override { return true; }
-    [[nodiscard]] std::string GetUnitTaskText(const std::string& /*unitName*/) const override { return {}; }
 
     int SetDiskHotSpare(const std::shared_ptr<CDisk>& disk, bool enable) override
     {
         m_script->calls.Add("hot spare " + disk->m_name + (enable ? " on" : " off"));
-        return m_script->Get().hotSpareResult;
+        return m_script->hotSpareResult;
     }
 
     ControllerRefresh RefreshController() override
     {
         m_script->calls.Add("controller");
-        const ControllerState state = m_script->Get();
-        return {.changed = state.changed, .ok = state.present};
+        return {.changed = m_script->changed, .ok = m_script->present};
     }
 
     void RefreshVolumes() override { m_script->calls.Add("volumes"); }
@@ -116,19 +102,15 @@ public:
     DiskList RefreshDisks() override
     {
         m_script->calls.Add("disks");
-        const ControllerState state = m_script->Get();
-        if (!state.disksAnswer)
+        if (!m_script->disksAnswer)
         {
             return {};
         }
-        auto disk = std::make_shared<CDisk>("/c0/e1/s4");
-        disk->m_source = DiskSource::Controller;
-        disk->m_controller = shared_from_this();
-        disk->m_controllerName = "/c0";
-        disk->m_unitName = state.unit;
+        const std::shared_ptr<CDisk> disk = MakeDisk("/c0/e1/s4", 4);
+        disk->m_otherName.clear(); // that it hangs on a controller must be enough
+        disk->m_unitName = m_script->unit;
         disk->m_serialNumber = "RS1";
         disk->m_status = "Onln";
-        disk->m_port = 4;
         return {disk};
     }
 
@@ -150,7 +132,7 @@ public:
             .SetAttribute("Told", std::string(levelKnown ? "level" : "") + (layout ? " layout" : ""));
     }
 
-    [[nodiscard]] bool IsPrepBusy() const override { return m_script->Get().busy; }
+    [[nodiscard]] bool IsPrepBusy() const override { return m_script->busy; }
 
     void SetSupportsPrep(char level, const std::set<std::string>& mountedUnits) override
     {
@@ -164,29 +146,12 @@ public:
 
     void SendPrepStatus() override { m_script->calls.Add("prep status"); }
     void StartPrep(const std::string& volumeName) override { m_script->calls.Add("start " + volumeName); }
-
-    bool CheckRaidPrep(bool force) override
-    {
-        bool done = false;
-        m_script->Change(
-            [&done](ControllerState& state)
-            {
-                done = state.prepDone;
-                state.prepDone = false;
-            });
-        return done && !force;
-    }
+    bool CheckRaidPrep(bool force) override { return m_script->prepDone.exchange(false) && !force; }
 
 private:
-    const std::shared_ptr<CControllerScript> m_script;
+    const std::shared_ptr<ControllerScript> m_script;
 };
 } // namespace
-
-int CCallRecord::Count(const std::string& call) const
-{
-    const std::lock_guard lock(m_mutex);
-    return static_cast<int>(std::count(m_calls.begin(), m_calls.end(), call));
-}
 
 ManagerRig::ManagerRig()
 {
@@ -194,20 +159,10 @@ ManagerRig::ManagerRig()
     tzset();
     host::simtime::UseManual(std::chrono::seconds(kStartUtc));
     const auto missing = [] { return ToolVersion{.error = "not there"}; };
-    m_environment = {.paths = {.systemDescription = m_dir.File("delmo/tqsysteminfo.xml"),
-                               .systemDescriptionFallback = m_dir.File("tqsysteminfo.xml"),
-                               .configuration = m_dir.File(kConfigurationFile),
-                               .boardFile = m_dir.File("hwmconfig.xml"),
-                               .ipmiFile = m_dir.File("corvanepi-ipmi.xml"),
-                               .bySlot = m_dir.File("by-slot") + "/"},
+    m_environment = {.paths = {.systemDescription = "delmo/tqsysteminfo.xml", .bySlot = "by-slot/"},
                      .clock = std::make_shared<CSystemClock>(),
-                     .detectSuperIo =
-                         [this]
-                     {
-                         SuperIoInfo info;
-                         info.chipId = m_hasChip ? 0xA020 : kNoChipId;
-                         return info;
-                     },
+                     .detectSuperIo = [this]
+                     { return SuperIoInfo{.chipId = m_hasChip ? 0xA020U : kNoChipId}; },
                      .createSuperIo = [this](const std::string& vendor,
                                              const SuperIoInfo& info) -> std::unique_ptr<CSuperIo>
                      { return m_hasChip ? std::make_unique<CFakeChip>(m_chip, info, vendor) : nullptr; },
@@ -222,7 +177,10 @@ ManagerRig::ManagerRig()
         });
     m_dir.Write("hwmconfig.xml", kBoardFile);
     AnswerSysInfo();
-    Answer({"./smartctl", "-jV"}, {.output = kSmartctlVersionJson});
+    Answer(
+        {"./smartctl", "-jV"},
+        {.output =
+             R"({"smartctl":{"version":[7,4],"svn_revision":"5530","build_info":"local build","exit_status":0}})"});
     AnswerScan({});
 }
 
@@ -250,21 +208,11 @@ void ManagerRig::UseController(bool lsi)
     };
 }
 
-std::string ScanJson(const std::vector<std::string>& devices)
-{
-    std::string list;
-    for (const std::string& device : devices)
-    {
-        list += (list.empty() ? "" : ",") + (R"({"name":")" + device + R"(","type":"sat"})");
-    }
-    return R"({"smartctl":{"exit_status":0},"devices":[)" + list + "]}";
-}
-
-std::string ReportJson(const std::string& serial, int temperature, int exitStatus)
+std::string ReportJson(const std::string& serial, int temperature)
 {
     const std::string degrees = std::to_string(temperature);
-    return R"({"smartctl":{"exit_status":)" + std::to_string(exitStatus) +
-           R"(},"device":{"type":"sat"},"model_name":"EXAMPLE","firmware_version":"F1","serial_number":")" +
+    return R"({"smartctl":{"exit_status":0},"device":{"type":"sat"},"model_name":"EXAMPLE",)"
+           R"("firmware_version":"F1","serial_number":")" +
            serial + R"(","temperature":{"current":)" + degrees + R"(},"ata_smart_attributes":{"table":[)" +
            R"({"id":194,"name":"Temperature","flags":{"value":34},"value":60,"worst":50,"thresh":0,"raw":{"value":)" +
            degrees +
@@ -285,19 +233,18 @@ void ManagerRig::AnswerSysInfo(const std::string& output)
 
 void ManagerRig::AnswerScan(const std::vector<std::string>& devices)
 {
-    Answer({"./smartctl", "-j", "--scan"}, {.output = ScanJson(devices)});
+    std::string list;
+    for (const std::string& device : devices)
+    {
+        list += (list.empty() ? "" : ",") + (R"({"name":")" + device + R"(","type":"sat"})");
+    }
+    Answer(kScan, {.output = R"({"smartctl":{"exit_status":0},"devices":[)" + list + "]}"});
 }
 
-void ManagerRig::FailScan()
-{
-    Answer({"./smartctl", "-j", "--scan"}, {.output = "", .exitCode = 2});
-}
-
-void ManagerRig::AnswerReport(const std::string& device, const std::string& serial, int temperature,
-                              int exitStatus)
+void ManagerRig::AnswerReport(const std::string& device, const std::string& serial, int temperature)
 {
     Answer({"./smartctl", "-j", "-T", "permissive", "-a", device},
-           {.output = ReportJson(serial, temperature, exitStatus)});
+           {.output = ReportJson(serial, temperature)});
 }
 
 void ManagerRig::Create()
@@ -317,16 +264,6 @@ void ManagerRig::Close()
     tq::ipc::CloseIpc(true);
 }
 
-void ManagerRig::Join()
-{
-    m_runThread.join();
-}
-
-void ManagerRig::Unload()
-{
-    m_manager.reset();
-}
-
 void ManagerRig::Start()
 {
     Create();
@@ -342,67 +279,82 @@ void ManagerRig::Stop()
     Unload();
 }
 
+const std::string& ManagerRig::Lend(const std::string& text)
+{
+    const std::lock_guard lock(m_mutex);
+    return m_lent.emplace_back(text);
+}
+
 const void* ManagerRig::Post(const std::string& text)
 {
-    const void* buffer = nullptr;
-    {
-        const std::lock_guard lock(m_mutex);
-        buffer = m_lent.emplace_back(text).data();
-    }
-    m_manager->PostStatusUpdate(buffer, static_cast<std::int32_t>(text.size()));
-    return buffer;
+    const std::string& lent = Lend(text);
+    m_manager->PostStatusUpdate(lent.data(), static_cast<std::int32_t>(lent.size()));
+    return lent.data();
+}
+
+void ManagerRig::Configure(const std::string& text)
+{
+    const std::string& lent = Lend(text);
+    EXPECT_TRUE(m_manager->PostConfigUpdate(static_cast<std::uint32_t>(lent.size()), lent.data()));
+    AwaitRelease(lent.data());
 }
 
 void ManagerRig::AwaitRelease(const void* buffer)
 {
     const auto address = reinterpret_cast<std::uintptr_t>(buffer);
-    EXPECT_TRUE(WaitUntil([address](const CFakeHost::Record& told)
+    EXPECT_TRUE(
+        WaitByKernelClock(m_host, [address](const CFakeHost::Record& told)
                           { return std::count(told.releases.begin(), told.releases.end(), address) != 0; }));
 }
 
-void ManagerRig::Request(const std::string& children)
-{
-    AwaitRelease(Post("<zDVR>" + children + "</zDVR>"));
-}
-
-void ManagerRig::Configure(const std::string& text)
-{
-    const void* buffer = nullptr;
-    {
-        const std::lock_guard lock(m_mutex);
-        buffer = m_lent.emplace_back(text).data();
-    }
-    EXPECT_TRUE(m_manager->PostConfigUpdate(static_cast<std::uint32_t>(text.size()), buffer));
-    AwaitRelease(buffer);
-}
-
-void ManagerRig::Pass(std::chrono::seconds step, const std::function<bool(const CFakeHost::Record&)>& until)
+void ManagerRig::Pass(std::chrono::seconds step, const std::function<bool()>& until)
 {
     host::simtime::Advance(step);
     EXPECT_TRUE(WaitUntil(until));
     Settle(); // the handler has ended, its timer is armed again
 }
 
-void ManagerRig::Housekeeping()
+void ManagerRig::Scan()
+{
+    const int before = CountProgram(kScan);
+    Pass(std::chrono::seconds(60), [this, before] { return CountProgram(kScan) > before; });
+}
+
+void ManagerRig::Housekeeping(std::chrono::seconds step)
 {
     const int before = m_chip->polls;
-    Pass(std::chrono::seconds(5),
-         [this, before](const CFakeHost::Record& /*told*/) { return m_chip->polls > before; });
+    Pass(step, [this, before] { return m_chip->polls > before; });
 }
 
-bool ManagerRig::WaitUntil(const std::function<bool(const CFakeHost::Record&)>& condition)
+bool ManagerRig::WaitUntil(const std::function<bool()>& condition)
 {
-    return WaitByKernelClock(m_host, condition);
+    return WaitByKernelClock(m_host, [&condition](const CFakeHost::Record&) { return condition(); });
 }
 
-std::vector<std::string> ManagerRig::Documents(MessageCategory category) const
+void ManagerRig::AwaitHanging()
 {
-    return DocumentTexts(m_host, category);
+    EXPECT_TRUE(WaitUntil([this] { return m_host.HangingCount() > 0; }));
 }
 
-std::string ManagerRig::LastDocument(MessageCategory category) const
+std::vector<std::string> ManagerRig::Configs() const
 {
-    const std::vector<std::string> texts = Documents(category);
+    return DocumentTexts(m_host, MessageCategory::ConfigDocument);
+}
+
+std::vector<std::string> ManagerRig::Statuses() const
+{
+    return DocumentTexts(m_host, MessageCategory::StatusDocument);
+}
+
+std::string ManagerRig::LastConfig() const
+{
+    const std::vector<std::string> texts = Configs();
+    return texts.empty() ? "" : texts.back();
+}
+
+std::string ManagerRig::LastStatus() const
+{
+    const std::vector<std::string> texts = Statuses();
     return texts.empty() ? "" : texts.back();
 }
 

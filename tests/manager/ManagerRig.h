@@ -12,16 +12,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // Names of operations in the order of their calls. Any thread.
@@ -34,18 +37,17 @@ public:
         m_calls.push_back(std::move(call));
     }
 
-    [[nodiscard]] std::vector<std::string> All() const
+    // All since the last time.
+    [[nodiscard]] std::vector<std::string> Take()
     {
         const std::lock_guard lock(m_mutex);
-        return m_calls;
+        return std::exchange(m_calls, {});
     }
 
-    [[nodiscard]] int Count(const std::string& call) const;
-
-    void Clear()
+    [[nodiscard]] auto Count(const std::string& call) const
     {
         const std::lock_guard lock(m_mutex);
-        m_calls.clear();
+        return std::count(m_calls.begin(), m_calls.end(), call);
     }
 
 private:
@@ -62,41 +64,30 @@ struct ChipScript
     std::atomic<int> polls{0};
 };
 
-// What the fake controller does; outlives it. `state` is copied out at each call, so that a test may change
-// it.
-struct ControllerState
+// What the fake controller does; outlives it. A test may change it at any time.
+struct ControllerScript
 {
-    bool present = true;
-    bool changed = false;
-    bool busy = false;
-    bool prepDone = false; // answered once
-    bool raid1 = false;
-    int hotSpareResult = 1;
-    bool disksAnswer = true;
-    std::string unit = "/c0/v1"; // of its one disk; may be empty
-};
-
-class CControllerScript
-{
-public:
-    void Change(const std::function<void(ControllerState&)>& change)
-    {
-        const std::lock_guard lock(m_mutex);
-        change(m_state);
-    }
-
-    [[nodiscard]] ControllerState Get() const
-    {
-        const std::lock_guard lock(m_mutex);
-        return m_state;
-    }
-
+    std::atomic<bool> present{true};
+    std::atomic<bool> changed{false};
+    std::atomic<bool> busy{false};
+    std::atomic<bool> prepDone{false}; // answered once
+    std::atomic<bool> raid1{false};
+    std::atomic<int> hotSpareResult{1};
+    std::atomic<bool> disksAnswer{true};
+    std::atomic<const char*> unit{"/c0/v1"}; // of its one disk; may be empty
     CCallRecord calls;
-
-private:
-    mutable std::mutex m_mutex;
-    ControllerState m_state;
 };
+
+// For ConfigureStorage: a refresh of everything.
+inline constexpr const char* kRefresh = R"(<Refresh Controllers="all"/>)";
+
+inline const CFakeHost::Arguments kScan{"./smartctl", "-j", "--scan"};
+
+// The plug-in's own storage element with these children, as both kinds of document carry it.
+inline std::string StorageDocument(const std::string& children)
+{
+    return R"(<zDVR Delta="1"><Storage ID="3604480">)" + children + "</Storage></zDVR>";
+}
 
 class ManagerRig : public testing::Test
 {
@@ -118,24 +109,25 @@ protected:
     void Answer(const CFakeHost::Arguments& arguments, const CFakeHost::Answer& answer);
     void AnswerSysInfo(const std::string& output = "motherboard-vendor=ACME\nmotherboard-model=B1\n");
     void AnswerScan(const std::vector<std::string>& devices);
-    void AnswerReport(const std::string& device, const std::string& serial, int temperature,
-                      int exitStatus = 0);
-    void FailScan();
+    void AnswerReport(const std::string& device, const std::string& serial, int temperature);
+    void FailScan() { Answer(kScan, {.exitCode = 2}); }
 
     // Load, the call that lends a thread, Close, the end of that thread, Unload.
     void Create();
     void Run();
     void Close();
-    void Join();
-    void Unload();
+    void Join() { m_runThread.join(); }
+    void Unload() { m_manager.reset(); }
 
     // Create and Run, until the first handlers of the loop have run; and all the way back.
     void Start();
     void Stop();
 
     // A document, waiting until it is processed. `Post` does not wait and returns the lent buffer.
-    void Request(const std::string& children);
+    void Request(const std::string& children) { AwaitRelease(Post("<zDVR>" + children + "</zDVR>")); }
+    void RequestStorage(const std::string& children) { AwaitRelease(Post(StorageDocument(children))); }
     void Configure(const std::string& text);
+    void ConfigureStorage(const std::string& children) { Configure(StorageDocument(children)); }
     const void* Post(const std::string& text);
     void AwaitRelease(const void* buffer);
 
@@ -143,15 +135,23 @@ protected:
     void Settle() { AwaitRelease(Post("")); }
 
     // Moves the clock until the condition holds: once by `step`, then waits.
-    void Pass(std::chrono::seconds step, const std::function<bool(const CFakeHost::Record&)>& until);
+    void Pass(std::chrono::seconds step, const std::function<bool()>& until);
 
-    // Five seconds: one run of the housekeeping, told by the chip's poll.
-    void Housekeeping();
+    // One run of the scan timer.
+    void Scan();
 
-    bool WaitUntil(const std::function<bool(const CFakeHost::Record&)>& condition);
+    // One run of the housekeeping, told by the chip's poll.
+    void Housekeeping(std::chrono::seconds step = std::chrono::seconds(5));
 
-    [[nodiscard]] std::vector<std::string> Documents(MessageCategory category) const;
-    [[nodiscard]] std::string LastDocument(MessageCategory category) const;
+    bool WaitUntil(const std::function<bool()>& condition);
+    void AwaitHanging();
+
+    // The documents told so far.
+    [[nodiscard]] std::vector<std::string> Configs() const;
+    [[nodiscard]] std::vector<std::string> Statuses() const;
+    [[nodiscard]] std::string LastConfig() const;
+    [[nodiscard]] std::string LastStatus() const;
+
     [[nodiscard]] int CountLog(const std::string& text) const;
     [[nodiscard]] int CountProgram(const CFakeHost::Arguments& arguments) const;
 
@@ -162,11 +162,13 @@ protected:
     CFakeHost m_host;
     Environment m_environment;
     const std::shared_ptr<ChipScript> m_chip = std::make_shared<ChipScript>();
-    const std::shared_ptr<CControllerScript> m_controller = std::make_shared<CControllerScript>();
+    const std::shared_ptr<ControllerScript> m_controller = std::make_shared<ControllerScript>();
     bool m_hasChip = false;
     std::unique_ptr<CCorvane> m_manager;
 
 private:
+    const std::string& Lend(const std::string& text);
+
     CWorkingDirectory m_cwd{m_dir.Path()};
     std::thread m_runThread;
     std::mutex m_mutex; // guards the rest
@@ -174,8 +176,5 @@ private:
     std::deque<std::string> m_lent; // buffers as the host lends them, kept for good
 };
 
-// A scan answer, a report answer as smartctl prints them.
-std::string ScanJson(const std::vector<std::string>& devices);
-std::string ReportJson(const std::string& serial, int temperature, int exitStatus);
-inline constexpr const char* kSmartctlVersionJson =
-    R"({"smartctl":{"version":[7,4],"svn_revision":"5530","build_info":"local build","exit_status":0}})";
+// A report as smartctl prints it.
+std::string ReportJson(const std::string& serial, int temperature);

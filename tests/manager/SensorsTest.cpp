@@ -13,29 +13,25 @@ constexpr const char* kRefreshRequest = R"(<Sensors ID="3604480" Refresh="1"/>)"
 class Sensors : public ManagerRig
 {
 protected:
-    Sensors()
-    {
-        m_hasChip = true;
-        AnswerScan({});
-    }
+    Sensors() { m_hasChip = true; }
 
     // What the next housekeeping sends.
     std::vector<std::string> NextDocuments()
     {
         m_host.Forget();
         Housekeeping();
-        return Documents(MessageCategory::StatusDocument);
+        return Statuses();
     }
 };
 
 TEST_F(Sensors, MonitoringAndWatchdogStartWithTheLoopAndEndWithRun)
 {
     Start();
-    EXPECT_THAT(m_chip->calls.All(), ElementsAre("init", "arm 40"));
+    EXPECT_THAT(m_chip->calls.Take(), ElementsAre("init", "arm 40"));
     EXPECT_EQ(CountLog("SENSORS: Found Chip of ACME"), 1);
     Close();
     Join();
-    EXPECT_THAT(m_chip->calls.All(), ElementsAre("init", "arm 40", "disarm", "destroyed"));
+    EXPECT_THAT(m_chip->calls.Take(), ElementsAre("disarm", "destroyed"));
     const std::vector<std::string> info = m_host.LogTexts(LogInfo);
     EXPECT_THAT(std::vector<std::string>(info.end() - 2, info.end()),
                 ElementsAre("SENSORS: Stopping sensor monitoring.", "SENSORS: Stopping watchdog."));
@@ -45,7 +41,7 @@ TEST_F(Sensors, TheConfigurationTellsThemOnceTheStartHasRun)
 {
     m_chip->hasNews = true;
     Start();
-    const std::vector<std::string> documents = Documents(MessageCategory::ConfigDocument);
+    const std::vector<std::string> documents = Configs();
     EXPECT_THAT(documents.at(documents.size() - 2), Not(HasSubstr("<Sensors")));
     EXPECT_THAT(
         documents.back(),
@@ -63,9 +59,9 @@ TEST_F(Sensors, SwitchedOffTheyStayOffInTheFile)
     const int polls = m_chip->polls;
     Stop();
     EXPECT_EQ(polls, 0);
-    EXPECT_THAT(m_chip->calls.All(), ElementsAre("destroyed"));
+    EXPECT_THAT(m_chip->calls.Take(), ElementsAre("destroyed"));
     EXPECT_THAT(
-        LastDocument(MessageCategory::ConfigDocument),
+        LastConfig(),
         HasSubstr(
             R"(Enabled="0" Timeout="120" /></Watchdogs><Sensors ID="3604480" Enabled="0" Status="2" />)"));
 }
@@ -78,16 +74,15 @@ TEST_F(Sensors, AnUnknownBoardHasNeither)
     m_chip->hasAlarm = true;
     Start();
     m_manager->PostWatchdogPing();
-    EXPECT_TRUE(
-        WaitUntil([this](const CFakeHost::Record&) { return CountLog("CORVANEPI: Ping Watchdog") == 1; }));
-    const std::string document = LastDocument(MessageCategory::ConfigDocument);
+    EXPECT_TRUE(WaitUntil([this] { return CountLog("CORVANEPI: Ping Watchdog") == 1; }));
+    const std::string document = LastConfig();
     Stop();
     EXPECT_THAT(document,
                 HasSubstr(R"(<Watchdogs ID="3604480" /><Sensors ID="3604480" Enabled="1" Status="3" />)"));
-    EXPECT_THAT(m_chip->calls.All(), ElementsAre("destroyed"));
+    EXPECT_THAT(m_chip->calls.Take(), ElementsAre("destroyed"));
     EXPECT_EQ(CountLog("SENSORS: Disabled because 'ACME' & 'B2' not found in hwmconfig.xml"), 1);
     EXPECT_EQ(m_chip->polls, 0);
-    EXPECT_TRUE(Documents(MessageCategory::StatusDocument).empty()) << "no document polls a chip at rest";
+    EXPECT_TRUE(Statuses().empty()) << "no document polls a chip at rest";
 }
 
 TEST_F(Sensors, WithoutAChipTheLogSaysSo)
@@ -98,7 +93,7 @@ TEST_F(Sensors, WithoutAChipTheLogSaysSo)
     EXPECT_THAT(m_host.LogTexts(LogError),
                 testing::IsSupersetOf({"SENSORS: Watchdog timer not started",
                                        "SENSORS: Disabled sensors - unsupported or no super I/O."}));
-    EXPECT_THAT(LastDocument(MessageCategory::ConfigDocument), Not(HasSubstr("<Sensors")));
+    EXPECT_THAT(LastConfig(), Not(HasSubstr("<Sensors")));
 }
 
 TEST_F(Sensors, WithoutAChipASwitchedOffWatchdogIsNotMissed)
@@ -146,7 +141,7 @@ TEST_F(Sensors, RequestsLessThanFiveSecondsApartAreOne)
         m_host.Forget();
         Request(std::string(R"(<Sensors ID="5" Refresh="1"/>)") + kRefreshRequest +
                 R"(<Storage ID="3604480" SelfTest="3"/>)");
-        return !Documents(MessageCategory::StatusDocument).empty();
+        return !Statuses().empty();
     };
     EXPECT_TRUE(isTaken());
     EXPECT_FALSE(isTaken());
@@ -161,9 +156,9 @@ TEST_F(Sensors, EachReturnedHeartbeatIsOnePing)
     Start();
     m_manager->PostWatchdogPing();
     m_manager->PostWatchdogPing();
-    EXPECT_TRUE(WaitUntil([this](const CFakeHost::Record&) { return m_chip->calls.Count("ping") == 2; }));
+    EXPECT_TRUE(WaitUntil([this] { return m_chip->calls.Count("ping") == 2; }));
     host::simtime::Advance(std::chrono::seconds(1));
-    EXPECT_TRUE(WaitUntil([](const CFakeHost::Record& told) { return told.heartbeats == 1; }));
+    EXPECT_TRUE(WaitUntil([this] { return m_host.Told().heartbeats == 1; }));
     Close();
     Join();
     m_manager->PostWatchdogPing();

@@ -1,6 +1,7 @@
 #include "frame/Log.h"
 #include "host/SimTime.h"
 #include "tests/manager/ManagerRig.h"
+#include "tests/support/CaseName.h"
 
 #include <map>
 #include <random>
@@ -9,9 +10,6 @@
 // back once, and nothing is told after Run has returned but the buffers that Unload gives back.
 namespace
 {
-constexpr const char* kRefresh =
-    R"(<zDVR Delta="1"><Storage ID="3604480"><Refresh Controllers="all"/></Storage></zDVR>)";
-
 class Stopping : public ManagerRig
 {
 protected:
@@ -29,36 +27,40 @@ protected:
         AnswerReport("/dev/sda", "S1", 30);
     }
 
-    void Hang(const CFakeHost::Arguments& arguments) { Answer(arguments, {.hang = true}); }
-
-    void AwaitHanging()
-    {
-        EXPECT_TRUE(WaitUntil([this](const CFakeHost::Record&) { return m_host.HangingCount() > 0; }));
-    }
-
-    // After Close: joins, unloads and checks. `started`: the timers were armed and no tool was cut off;
-    // otherwise both may be so or not.
-    void ExpectCleanEnd(bool started, const std::vector<const void*>& lent)
+    // After Close: joins and unloads, which tells nothing more but the buffers given back. What was told.
+    CFakeHost::Record End()
     {
         Join();
         const CFakeHost::Record atEnd = m_host.Told();
         Unload();
-        const CFakeHost::Record after = m_host.Told();
+        CFakeHost::Record after = m_host.Told();
         EXPECT_EQ(after.log.size(), atEnd.log.size());
         EXPECT_EQ(after.documents.size(), atEnd.documents.size());
         EXPECT_EQ(after.programs.size(), atEnd.programs.size());
         EXPECT_EQ(after.heartbeats, atEnd.heartbeats);
+        return after;
+    }
 
-        std::map<std::string, int> timers; // by the line's beginning
-        for (const CFakeHost::LogLine& line : after.log)
+    // "0 timer" and so on, all four of them or none, when every one that was armed has said so once.
+    static std::map<std::string, int> EndedTimers(const CFakeHost::Record& told)
+    {
+        std::map<std::string, int> timers;
+        for (const CFakeHost::LogLine& line : told.log)
         {
             if (line.level == LogDebug && line.text.starts_with("CORVANEPI: Will not reschedule "))
             {
                 ++timers[line.text.substr(31, 7)];
             }
         }
-        const std::map<std::string, int> each{{"0 timer", 1}, {"1 timer", 1}, {"2 timer", 1}, {"3 timer", 1}};
-        EXPECT_TRUE(timers == each || (!started && timers.empty())) << testing::PrintToString(timers);
+        return timers;
+    }
+
+    // After Close. `started`: the timers were armed and no tool was cut off; otherwise both may be so or not.
+    void ExpectCleanEnd(bool started, const std::vector<const void*>& lent)
+    {
+        const CFakeHost::Record after = End();
+        const auto timers = EndedTimers(after);
+        EXPECT_TRUE(timers == m_allTimers || (!started && timers.empty())) << testing::PrintToString(timers);
 
         std::map<std::uint64_t, int> releases;
         for (const std::uint64_t address : after.releases)
@@ -76,7 +78,8 @@ protected:
         }
     }
 
-    int Titles() { return CountLog("CORVANEPI: Status Update"); }
+    const std::map<std::string, int> m_allTimers{
+        {"0 timer", 1}, {"1 timer", 1}, {"2 timer", 1}, {"3 timer", 1}};
 };
 
 TEST_F(Stopping, BeforeRunOnlyTheStepsBeforeTheStorageAreTaken)
@@ -112,18 +115,19 @@ struct HangCase
     const char* name;
     CFakeHost::Arguments program;
     bool noStart;
-    int timers;       // armed by then, or later
+    bool armed;       // the timers, by then or later
     int answered = 0; // times it works before
 };
 
-const auto kHangCases = std::to_array<HangCase>({
-    {"SystemInformation", {"scripts/sysinfo.sh"}, false, 0},
-    {"SystemInformationNeverAnswered", {"scripts/sysinfo.sh"}, true, 0},
-    {"ToolVersion", {"./smartctl", "-jV"}, false, 0},
-    {"FirstScan", {"./smartctl", "-j", "--scan"}, false, 4},
-    {"FirstReport", {"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"}, false, 4},
-    {"FirstSmartRefresh", {"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"}, false, 4, 1},
-});
+const HangCase kHangCases[] = {
+    {"SystemInformation", {"scripts/sysinfo.sh"}, false, false},
+    {"SystemInformationNeverAnswered", {"scripts/sysinfo.sh"}, true, false},
+    {"ToolVersion", {"./smartctl", "-jV"}, false, false},
+    {"FirstScan", kScan, false, true},
+    {"FirstReport", {"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"}, false, true},
+    {"FirstSmartRefresh", {"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"}, false, true, 1},
+    {"FirstSelfTestReport", {"./tqselftest", "-c", "report"}, false, true},
+};
 
 class HangingStart : public Stopping, public testing::WithParamInterface<HangCase>
 {
@@ -132,37 +136,32 @@ class HangingStart : public Stopping, public testing::WithParamInterface<HangCas
 TEST_P(HangingStart, IsEndedByClose)
 {
     m_dir.Write(kConfigurationFile, R"(<zDVR><Storage><Disk SerialNumber="S1"/></Storage></zDVR>)");
+    Answer({"./tqselftest", "-v"}, {.output = "tqselftest version: 1.2\n"});
     for (int i = 0; i < GetParam().answered; ++i)
     {
-        m_host.OnProgram(GetParam().program, {.output = ReportJson("S1", 30, 0)});
+        m_host.OnProgram(GetParam().program, {.output = ReportJson("S1", 30)});
     }
     m_host.OnProgram(GetParam().program, {.hang = true, .noStart = GetParam().noStart});
     Create();
     Run();
     AwaitHanging();
-    const void* document = Post(kRefresh);
+    const void* document = Post(StorageDocument(kRefresh));
     m_manager->PostWatchdogPing();
     Close();
-    Join();
-    EXPECT_EQ(Documents(MessageCategory::StatusDocument).size(), 0U) << "half a start is not told";
-    EXPECT_THAT(m_chip->calls.All(), testing::ElementsAre("destroyed"))
+    const CFakeHost::Record after = End();
+    EXPECT_TRUE(Statuses().empty()) << "half a start is not told";
+    EXPECT_THAT(m_chip->calls.Take(), testing::ElementsAre("destroyed"))
         << "the watchdog is not armed any more";
-    const CFakeHost::Record atEnd = m_host.Told();
-    Unload();
-    const CFakeHost::Record after = m_host.Told();
-    int lines = 0;
     for (const CFakeHost::LogLine& line : after.log)
     {
-        lines += line.text.starts_with("CORVANEPI: Will not reschedule ") ? 1 : 0;
         EXPECT_EQ(line.text.find("removed"), std::string::npos) << "the scan was cut off, the disk was not";
+        EXPECT_EQ(line.text.find(R"("./tqselftest" "-c")"), std::string::npos) << "no further try";
     }
-    EXPECT_EQ(lines, GetParam().timers);
-    EXPECT_EQ(after.log.size(), atEnd.log.size());
+    EXPECT_EQ(EndedTimers(after), GetParam().armed ? m_allTimers : decltype(m_allTimers){});
     EXPECT_THAT(after.releases, testing::ElementsAre(reinterpret_cast<std::uintptr_t>(document)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, HangingStart, testing::ValuesIn(kHangCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, HangingStart, testing::ValuesIn(kHangCases), kByName);
 
 TEST_F(Stopping, AnIdleLoopEndsItsTimers)
 {
@@ -177,9 +176,9 @@ TEST_F(Stopping, AnIdleLoopEndsItsTimers)
 TEST_F(Stopping, AHungToolInTheLoopEndsAndWhatWaitsBehindItIsDropped)
 {
     Start();
-    const int titles = Titles();
+    const int titles = CountLog("CORVANEPI: Status Update");
     const std::size_t documents = m_host.Documents().size();
-    Hang({"./smartctl", "-j", "--scan"});
+    Answer(kScan, {.hang = true});
     Post("");
     const void* request = Post("<zDVR/>");
     host::simtime::Advance(std::chrono::seconds(1)); // the scan timer
@@ -188,7 +187,7 @@ TEST_F(Stopping, AHungToolInTheLoopEndsAndWhatWaitsBehindItIsDropped)
     m_manager->PostWatchdogPing();
     Close();
     ExpectCleanEnd(true, {request, behind});
-    EXPECT_LE(Titles(), titles + 2) << "the one behind the tool is not processed";
+    EXPECT_LE(CountLog("CORVANEPI: Status Update"), titles + 2) << "the one behind the tool is not processed";
     EXPECT_EQ(m_host.Documents().size(), documents) << "what a cut-off scan saw is told to nobody";
 }
 
@@ -196,7 +195,7 @@ TEST_F(Stopping, AHungCoreDumpScriptEndsToo)
 {
     Start();
     m_dir.Write("enabledumps", "");
-    Hang({"scripts/config_core_pattern.sh", "enable"});
+    Answer({"scripts/config_core_pattern.sh", "enable"}, {.hang = true});
     host::simtime::Advance(std::chrono::seconds(1));
     AwaitHanging();
     m_manager->PostWatchdogPing();
@@ -263,6 +262,5 @@ TEST_P(AtAnyMoment, OfABusyLoopOrOfTheStart)
     ExpectCleanEnd(started, requests);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, AtAnyMoment, testing::Bool(),
-                         [](const auto& test) { return std::string(test.param ? "Loop" : "Start"); });
+INSTANTIATE_TEST_SUITE_P(StartedOrNot, AtAnyMoment, testing::Bool());
 } // namespace
