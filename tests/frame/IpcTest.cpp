@@ -107,26 +107,19 @@ TEST_F(IpcLink, ExecFrameHasTheseBytes)
     EXPECT_EQ(begun.get()->State(), ClientState::Running);
 }
 
-struct FlagCase
-{
-    unsigned options;
-    char flags;
-    std::string payload;
-};
-
 TEST_F(IpcLink, OptionsBecomeFlags)
 {
     m_taking = false;
-    const FlagCase cases[] = {{0, 0x02, "p"},
-                              {kOptionFlag01, 0x03, "p"},
-                              {kOptionFlag04InsteadOf02, 0x04, "p"},
-                              {7, 0x0D, std::string("f\0p", 3)}};
-    for (const FlagCase& row : cases)
+    const std::tuple<unsigned, char, std::string> cases[] = {{0, 0x02, "p"},
+                                                             {kOptionFlag01, 0x03, "p"},
+                                                             {kOptionFlag04InsteadOf02, 0x04, "p"},
+                                                             {7, 0x0D, std::string("f\0p", 3)}};
+    for (const auto& [options, flags, payload] : cases)
     {
-        StartProcess({"p"}, row.options, "f", "g");
+        StartProcess({"p"}, options, "f", "g");
         const std::string frame = NextFrame();
-        EXPECT_EQ(frame[12], row.flags);
-        EXPECT_EQ(frame.substr(16), row.payload);
+        EXPECT_EQ(frame[12], flags);
+        EXPECT_EQ(frame.substr(16), payload);
     }
     StartProcessWithFlags({"p", "q"}, 0x18, "f", "");
     EXPECT_EQ(NextFrame().substr(16), std::string("f\0\0p\0q", 6));

@@ -57,6 +57,8 @@ TEST_F(Controller, OfTheFirstKindWinsAndWithARaid1UnitTakesTheLayout)
     EXPECT_EQ(Asked().front(), "lsi q");
     EXPECT_EQ(CountLog(kAdaptecLine), 0);
     EXPECT_THAT(LastConfig(), Not(HasSubstr("StorageRows")));
+    EXPECT_EQ(CountLog("tqselftest missing - disabling self-test feature."), 1);
+    EXPECT_EQ(CountProgram({"./tqselftest", "-v"}), 0) << "nor is it asked for on the Q series";
 }
 
 TEST_F(Controller, IsLookedForAtEachScanAndScannedThoroughlyWhenItIsNewOrChanged)

@@ -4,7 +4,6 @@
 #include "frame/Xml.h"
 #include "host/SimTime.h"
 #include "tests/support/FakePorts.h"
-#include "tests/support/KernelWait.h"
 
 #include <tinyxml.h>
 #include <unistd.h>
@@ -226,11 +225,6 @@ void ManagerRig::Answer(const CFakeHost::Arguments& arguments, const CFakeHost::
     m_answers[arguments] = answer;
 }
 
-void ManagerRig::AnswerSysInfo(const std::string& output)
-{
-    Answer({"scripts/sysinfo.sh"}, {.output = output});
-}
-
 void ManagerRig::AnswerScan(const std::vector<std::string>& devices)
 {
     std::string list;
@@ -251,11 +245,6 @@ void ManagerRig::Create()
 {
     tq::ipc::InstallSender(kPluginId, SendIpcFrame); // opens the link again after a Close
     m_manager = std::make_unique<CCorvane>(m_environment);
-}
-
-void ManagerRig::Run()
-{
-    m_runThread = std::thread([this] { m_manager->Run(); });
 }
 
 void ManagerRig::Close()
@@ -316,7 +305,7 @@ void ManagerRig::Pass(std::chrono::seconds step, const std::function<bool()>& un
 
 void ManagerRig::Scan()
 {
-    const int before = CountProgram(kScan);
+    const auto before = CountProgram(kScan);
     Pass(std::chrono::seconds(60), [this, before] { return CountProgram(kScan) > before; });
 }
 
@@ -334,38 +323,4 @@ bool ManagerRig::WaitUntil(const std::function<bool()>& condition)
 void ManagerRig::AwaitHanging()
 {
     EXPECT_TRUE(WaitUntil([this] { return m_host.HangingCount() > 0; }));
-}
-
-std::vector<std::string> ManagerRig::Configs() const
-{
-    return DocumentTexts(m_host, MessageCategory::ConfigDocument);
-}
-
-std::vector<std::string> ManagerRig::Statuses() const
-{
-    return DocumentTexts(m_host, MessageCategory::StatusDocument);
-}
-
-std::string ManagerRig::LastConfig() const
-{
-    const std::vector<std::string> texts = Configs();
-    return texts.empty() ? "" : texts.back();
-}
-
-std::string ManagerRig::LastStatus() const
-{
-    const std::vector<std::string> texts = Statuses();
-    return texts.empty() ? "" : texts.back();
-}
-
-int ManagerRig::CountLog(const std::string& text) const
-{
-    const std::vector<std::string> texts = m_host.LogTexts();
-    return static_cast<int>(std::count(texts.begin(), texts.end(), text));
-}
-
-int ManagerRig::CountProgram(const CFakeHost::Arguments& arguments) const
-{
-    const auto programs = m_host.Programs();
-    return static_cast<int>(std::count(programs.begin(), programs.end(), arguments));
 }

@@ -7,6 +7,7 @@
 #include "manager/Environment.h"
 #include "raid/Controller.h"
 #include "tests/support/FakeHost.h"
+#include "tests/support/KernelWait.h"
 #include "tests/support/TempDir.h"
 
 #include <gmock/gmock.h>
@@ -107,14 +108,17 @@ protected:
 
     // Answers programs, from now on. Without one of these: board B1 of ACME, smartctl found, no disks.
     void Answer(const CFakeHost::Arguments& arguments, const CFakeHost::Answer& answer);
-    void AnswerSysInfo(const std::string& output = "motherboard-vendor=ACME\nmotherboard-model=B1\n");
+    void AnswerSysInfo(const std::string& output = "motherboard-vendor=ACME\nmotherboard-model=B1\n")
+    {
+        Answer({"scripts/sysinfo.sh"}, {.output = output});
+    }
     void AnswerScan(const std::vector<std::string>& devices);
     void AnswerReport(const std::string& device, const std::string& serial, int temperature);
     void FailScan() { Answer(kScan, {.exitCode = 2}); }
 
     // Load, the call that lends a thread, Close, the end of that thread, Unload.
     void Create();
-    void Run();
+    void Run() { m_runThread = std::thread(&CCorvane::Run, m_manager.get()); }
     void Close();
     void Join() { m_runThread.join(); }
     void Unload() { m_manager.reset(); }
@@ -146,14 +150,23 @@ protected:
     bool WaitUntil(const std::function<bool()>& condition);
     void AwaitHanging();
 
-    // The documents told so far.
-    [[nodiscard]] std::vector<std::string> Configs() const;
-    [[nodiscard]] std::vector<std::string> Statuses() const;
-    [[nodiscard]] std::string LastConfig() const;
-    [[nodiscard]] std::string LastStatus() const;
+    // The documents told so far; the last of none is empty.
+    [[nodiscard]] std::vector<std::string> Configs() const
+    {
+        return DocumentTexts(m_host, MessageCategory::ConfigDocument);
+    }
+    [[nodiscard]] std::vector<std::string> Statuses() const
+    {
+        return DocumentTexts(m_host, MessageCategory::StatusDocument);
+    }
+    [[nodiscard]] std::string LastConfig() const { return Last(Configs()); }
+    [[nodiscard]] std::string LastStatus() const { return Last(Statuses()); }
 
-    [[nodiscard]] int CountLog(const std::string& text) const;
-    [[nodiscard]] int CountProgram(const CFakeHost::Arguments& arguments) const;
+    [[nodiscard]] int CountLog(const std::string& text) const { return Count(m_host.LogTexts(), text); }
+    [[nodiscard]] int CountProgram(const CFakeHost::Arguments& arguments) const
+    {
+        return Count(m_host.Programs(), arguments);
+    }
 
     // Uses the fake controller, found through this tool.
     void UseController(bool lsi = true);
@@ -168,6 +181,16 @@ protected:
 
 private:
     const std::string& Lend(const std::string& text);
+
+    static std::string Last(const std::vector<std::string>& texts)
+    {
+        return texts.empty() ? "" : texts.back();
+    }
+    template <typename T>
+    static int Count(const std::vector<T>& list, const T& element)
+    {
+        return static_cast<int>(std::count(list.begin(), list.end(), element));
+    }
 
     CWorkingDirectory m_cwd{m_dir.Path()};
     std::thread m_runThread;

@@ -1,6 +1,5 @@
 #include "manager/RepeatingTimer.h"
 
-#include "tests/support/CaseName.h"
 #include "tests/support/FakeHost.h"
 
 #include <boost/asio/basic_waitable_timer.hpp>
@@ -92,37 +91,23 @@ TEST_F(RepeatingTimer, AsksForItsPeriodAtEachArming)
     EXPECT_EQ(m_runs.size(), 4U);
 }
 
-struct EndCase
+TEST_F(RepeatingTimer, EndsWithALineOnceStopped)
 {
-    const char* name;
-    bool stopped;
-    bool cancelled;
-    const char* line;
-};
-
-class EndOfRepeatingTimer : public RepeatingTimer, public testing::WithParamInterface<EndCase>
-{
-};
-
-TEST_P(EndOfRepeatingTimer, IsToldOnce)
-{
-    m_stopped = GetParam().stopped;
-    if (GetParam().cancelled)
-    {
-        m_timer.Cancel();
-    }
+    m_stopped = true;
     Pass(std::chrono::seconds(60));
     Pass(std::chrono::hours(1));
     EXPECT_TRUE(m_runs.empty());
-    EXPECT_THAT(m_host.LogTexts(LogDebug), ElementsAre(GetParam().line));
+    EXPECT_THAT(m_host.LogTexts(LogDebug),
+                ElementsAre("CORVANEPI: Will not reschedule 2 timer because we are done"));
 }
 
-constexpr EndCase kEndCases[] = {
-    {"Stopped", true, false, "CORVANEPI: Will not reschedule 2 timer because we are done"},
-    {"Cancelled", false, true,
-     "CORVANEPI: Will not reschedule 2 timer. m_stopped=false, error_code=125, error_description=Operation canceled"},
-    {"CancelledBecauseOfTheStop", true, true,
-     "CORVANEPI: Will not reschedule 2 timer. m_stopped=true, error_code=125, error_description=Operation canceled"},
-};
-INSTANTIATE_TEST_SUITE_P(Cases, EndOfRepeatingTimer, testing::ValuesIn(kEndCases), kByName);
+TEST_F(RepeatingTimer, EndsWithTheErrorWhenCancelled)
+{
+    m_timer.Cancel();
+    Pass(std::chrono::hours(1));
+    EXPECT_TRUE(m_runs.empty());
+    EXPECT_THAT(m_host.LogTexts(LogDebug),
+                ElementsAre("CORVANEPI: Will not reschedule 2 timer. m_stopped=false, error_code=125, "
+                            "error_description=Operation canceled"));
+}
 } // namespace

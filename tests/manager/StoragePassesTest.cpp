@@ -270,11 +270,4 @@ TEST_F(StoragePasses, AFailedSelfTestIsAnAlarm)
                                 R"(Time="1700395200" Milliseconds="0" Alarm="0" />)")));
 }
 
-TEST_F(StoragePasses, AQSeriesSystemDoesNotAskForTheSelfTestTool)
-{
-    m_dir.Write("tqsysteminfo.xml", R"(<x><family value="q_series"/></x>)");
-    Start();
-    EXPECT_EQ(CountLog("tqselftest missing - disabling self-test feature."), 1);
-    EXPECT_EQ(SelfTestVerbs(), "");
-}
 } // namespace

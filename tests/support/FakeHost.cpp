@@ -11,6 +11,7 @@
 
 namespace
 {
+constexpr std::chrono::seconds kLimit{20}; // of waiting
 constexpr std::uint32_t kFlagField1 = 0x08;
 constexpr std::uint32_t kFlagField2 = 0x10;
 
@@ -35,30 +36,24 @@ std::optional<CFakeHost::Arguments> ArgumentsOf(std::string_view frame)
     {
         return std::nullopt;
     }
-    std::string_view payload = frame.substr(kFrameHeaderSize);
-    for (const std::uint32_t flag : {kFlagField1, kFlagField2})
+    CFakeHost::Arguments fields(1);
+    for (const char character : frame.substr(kFrameHeaderSize))
     {
-        if ((ReadU32(frame, 12) & flag) != 0)
+        if (character == '\0')
         {
-            const auto end = payload.find('\0');
-            if (end == std::string_view::npos)
-            {
-                return std::nullopt;
-            }
-            payload.remove_prefix(end + 1);
+            fields.emplace_back();
+        }
+        else
+        {
+            fields.back() += character;
         }
     }
-    CFakeHost::Arguments arguments;
-    for (;;)
+    const int before = std::popcount(ReadU32(frame, 12) & (kFlagField1 | kFlagField2));
+    if (std::ssize(fields) <= before)
     {
-        const auto end = payload.find('\0');
-        arguments.emplace_back(payload.substr(0, end));
-        if (end == std::string_view::npos)
-        {
-            return arguments;
-        }
-        payload.remove_prefix(end + 1);
+        return std::nullopt;
     }
+    return CFakeHost::Arguments(fields.begin() + before, fields.end());
 }
 
 std::uint32_t WaitStatus(int exitCode, int signal)
@@ -220,11 +215,10 @@ int CFakeHost::HangingCount() const
     return static_cast<int>(m_hanging.size());
 }
 
-bool CFakeHost::WaitForHanging(int count, std::chrono::milliseconds limit)
+bool CFakeHost::WaitForHanging(int count)
 {
     std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, limit,
-                              [this, count] { return static_cast<int>(m_hanging.size()) >= count; });
+    return m_changed.wait_for(lock, kLimit, [this, count] { return std::ssize(m_hanging) >= count; });
 }
 
 CFakeHost::Record CFakeHost::Told() const
@@ -252,11 +246,10 @@ void CFakeHost::Forget()
     m_record = {};
 }
 
-bool CFakeHost::WaitUntil(const std::function<bool(const Record&)>& condition,
-                          std::chrono::milliseconds limit)
+bool CFakeHost::WaitUntil(const std::function<bool(const Record&)>& condition)
 {
     std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, limit, [this, &condition] { return condition(m_record); });
+    return m_changed.wait_for(lock, kLimit, [this, &condition] { return condition(m_record); });
 }
 
 CFakeHost::Answer CFakeHost::FindAnswer(const Arguments& arguments)

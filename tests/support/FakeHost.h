@@ -96,8 +96,8 @@ public:
     int EndHanging(int exitCode = 0);
     [[nodiscard]] int HangingCount() const;
 
-    // Blocks until so many programs hang, their output delivered; false at the limit.
-    bool WaitForHanging(int count, std::chrono::milliseconds limit = std::chrono::seconds(20));
+    // Blocks until so many programs hang, their output delivered; false after 20 seconds.
+    bool WaitForHanging(int count);
 
     [[nodiscard]] Record Told() const;
     [[nodiscard]] std::vector<std::string> LogTexts(std::optional<std::int32_t> level = std::nullopt) const;
@@ -107,10 +107,9 @@ public:
     // Forgets what it was told; the answers stay.
     void Forget();
 
-    // Blocks until the condition holds, which is asked after every message with the lock held; false at the
-    // limit.
-    bool WaitUntil(const std::function<bool(const Record&)>& condition,
-                   std::chrono::milliseconds limit = std::chrono::seconds(20));
+    // Blocks until the condition holds, which is asked after every message with the lock held; false
+    // after 20 seconds.
+    bool WaitUntil(const std::function<bool(const Record&)>& condition);
 
 private:
     struct Program

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <utility>
 
 namespace
 {
@@ -39,31 +38,16 @@ CFakePorts::CFakePorts(const FakeChipWiring& wiring) : m_wiring(wiring)
     Config(wiring.monitorDevice, 0x61) = static_cast<std::uint8_t>(wiring.monitorBase & 0xFF);
 }
 
-std::uint8_t& CFakePorts::Config(int device, int reg)
-{
-    return m_config[Key(device, reg)];
-}
-
 void CFakePorts::Tell(const std::string& access)
 {
     Append(m_registers, access);
     m_threads.push_back(std::this_thread::get_id());
 }
 
-void CFakePorts::TellBytes(const std::string& access)
-{
-    Append(m_bytes, access);
-}
-
 std::string CFakePorts::TakeRegisters()
 {
     m_threads.clear();
     return std::exchange(m_registers, {});
-}
-
-std::string CFakePorts::TakeBytes()
-{
-    return std::exchange(m_bytes, {});
 }
 
 void CFakePorts::CheckAccess(std::uint16_t port)
@@ -93,7 +77,7 @@ std::uint8_t CFakePorts::In(std::uint16_t port)
     {
         value = AccessMonitor(std::nullopt);
     }
-    TellBytes(Hex(port) + "?" + Hex(value));
+    Append(m_bytes, Hex(port) + "?" + Hex(value));
     m_owedToPost = value;
     return value;
 }
@@ -102,7 +86,7 @@ void CFakePorts::Out(std::uint16_t port, std::uint8_t value)
 {
     std::this_thread::yield();
     const std::lock_guard lock(m_mutex);
-    TellBytes(Hex(port) + "=" + Hex(value));
+    Append(m_bytes, Hex(port) + "=" + Hex(value));
     if (port == 0x80 && m_owedToPost == value && m_granted.count(port) != 0)
     {
         m_owedToPost.reset();
@@ -174,7 +158,7 @@ std::uint8_t CFakePorts::AccessMonitor(std::optional<std::uint8_t> written)
 int CFakePorts::SetPermission(std::uint16_t first, int count, bool on)
 {
     const std::lock_guard lock(m_mutex);
-    TellBytes((on ? "+" : "-") + Hex(first) + "," + std::to_string(count));
+    Append(m_bytes, (on ? "+" : "-") + Hex(first) + "," + std::to_string(count));
     if (const auto refusal = m_refusals.find(first); refusal != m_refusals.end())
     {
         return refusal->second;

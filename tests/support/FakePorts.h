@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // Where and how the chip is wired.
@@ -36,7 +37,7 @@ public:
     int SetPermission(std::uint16_t first, int count, bool on) override;
 
     // Registers. Configuration registers below 0x30 are the same in every device.
-    std::uint8_t& Config(int device, int reg);
+    std::uint8_t& Config(int device, int reg) { return m_config[Key(device, reg)]; }
     std::uint8_t& Monitor(int reg) { return m_monitor[reg]; }
 
     // From now on this configuration register reads so, whatever is written.
@@ -54,7 +55,7 @@ public:
     std::string TakeRegisters();
 
     // The same bus as bytes: "2E=87" out, "2F?23" in, "+2E,2" and "-2E,2" permissions.
-    std::string TakeBytes();
+    std::string TakeBytes() { return std::exchange(m_bytes, {}); }
 
     // The threads of the register accesses, in their order; forgotten with them.
     [[nodiscard]] std::vector<std::thread::id> Threads() const { return m_threads; }
@@ -62,7 +63,6 @@ public:
 private:
     static int Key(int device, int reg) { return reg < 0x30 ? reg : (device << 8) | reg; }
     void Tell(const std::string& access);
-    void TellBytes(const std::string& access);
     void CheckAccess(std::uint16_t port);
     void OutConfigIndex(std::uint8_t value);
     std::uint8_t AccessConfig(std::optional<std::uint8_t> written);
