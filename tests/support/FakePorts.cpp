@@ -63,53 +63,37 @@ void CFakePorts::CheckAccess(std::uint16_t port)
     }
 }
 
-std::uint8_t CFakePorts::In(std::uint16_t port)
+std::uint8_t CFakePorts::Access(std::uint16_t port, std::optional<std::uint8_t> written)
 {
     std::this_thread::yield(); // gives a thread that does not respect the lock its chance
     const std::lock_guard lock(m_mutex);
-    CheckAccess(port);
-    std::uint8_t value = kNobody;
-    if (port == m_wiring.configIndex + 1)
+    if (port == 0x80 && written && m_owedToPost == written && m_granted.count(port) != 0)
     {
-        value = AccessConfig(std::nullopt);
-    }
-    else if (port == m_wiring.monitorBase + 6)
-    {
-        value = AccessMonitor(std::nullopt);
-    }
-    Append(m_bytes, Hex(port) + "?" + Hex(value));
-    m_owedToPost = value;
-    return value;
-}
-
-void CFakePorts::Out(std::uint16_t port, std::uint8_t value)
-{
-    std::this_thread::yield();
-    const std::lock_guard lock(m_mutex);
-    Append(m_bytes, Hex(port) + "=" + Hex(value));
-    if (port == 0x80 && m_owedToPost == value && m_granted.count(port) != 0)
-    {
+        Append(m_bytes, Hex(port) + Change(written));
         m_owedToPost.reset();
-        return;
+        return kNobody;
     }
     CheckAccess(port);
-    if (port == m_wiring.configIndex)
+    std::uint8_t read = kNobody;
+    if (port == m_wiring.configIndex && written)
     {
-        OutConfigIndex(value);
+        OutConfigIndex(*written);
     }
     else if (port == m_wiring.configIndex + 1)
     {
-        AccessConfig(value);
+        read = AccessConfig(written);
     }
-    else if (port == m_wiring.monitorBase + 5)
+    else if (port == m_wiring.monitorBase + 5 && written)
     {
-        m_monitorIndex = value;
+        m_monitorIndex = *written;
     }
     else if (port == m_wiring.monitorBase + 6)
     {
-        AccessMonitor(value);
+        read = AccessMonitor(written);
     }
-    m_owedToPost = value;
+    m_owedToPost = written.value_or(read);
+    Append(m_bytes, Hex(port) + (written ? "=" : "?") + Hex(*m_owedToPost));
+    return read;
 }
 
 void CFakePorts::OutConfigIndex(std::uint8_t value)

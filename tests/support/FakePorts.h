@@ -32,8 +32,8 @@ class CFakePorts final : public CPortIo
 public:
     explicit CFakePorts(const FakeChipWiring& wiring = {});
 
-    std::uint8_t In(std::uint16_t port) override;
-    void Out(std::uint16_t port, std::uint8_t value) override;
+    std::uint8_t In(std::uint16_t port) override { return Access(port, std::nullopt); }
+    void Out(std::uint16_t port, std::uint8_t value) override { Access(port, value); }
     int SetPermission(std::uint16_t first, int count, bool on) override;
 
     // Registers. Configuration registers below 0x30 are the same in every device.
@@ -63,6 +63,7 @@ public:
 private:
     static int Key(int device, int reg) { return reg < 0x30 ? reg : (device << 8) | reg; }
     void Tell(const std::string& access);
+    std::uint8_t Access(std::uint16_t port, std::optional<std::uint8_t> written);
     void CheckAccess(std::uint16_t port);
     void OutConfigIndex(std::uint8_t value);
     std::uint8_t AccessConfig(std::optional<std::uint8_t> written);
