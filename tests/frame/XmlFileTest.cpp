@@ -22,7 +22,7 @@ void Fill(CXmlDocument& document, const std::string& version, int disks = 1)
     for (int i = 0; i < disks; ++i)
     {
         TiXmlElement& disk = AddChild(AddChild(root, "Storage"), "Disk");
-        disk.SetAttribute("Serial", "W>1 'x'");
+        disk.SetAttribute("Serial", "W>1 '\xE9'");
     }
 }
 
@@ -59,7 +59,7 @@ TEST_F(XmlFile, SaveReplacesTheFile)
     EXPECT_EQ(m_dir.Read("a.xml"), "<?xml ?>\n"
                                    "<zDVR Version=\"2\">\n"
                                    "    <Storage>\n"
-                                   "        <Disk Serial=\"W&gt;1 &apos;x&apos;\" />\n"
+                                   "        <Disk Serial=\"W&gt;1 &apos;\xE9&apos;\" />\n"
                                    "    </Storage>\n"
                                    "</zDVR>\n");
     EXPECT_FALSE(m_dir.Exists("a.xml.pending"));
@@ -144,8 +144,8 @@ TEST_F(XmlFile, NoPartOfAPendingFileReplacesTheGoodOne)
 
 TEST_F(XmlFile, LineEndsBecomeLineFeeds)
 {
-    m_dir.Write("a.xml", "<zDVR Version='a\r\nb\rc\n\rd'/>");
-    EXPECT_EQ(Load("a.xml"), "a\nb\nc\n\nd");
+    m_dir.Write("a.xml", "<zDVR Version='a\r\nb\rc\n\rd\xE9'/>");
+    EXPECT_EQ(Load("a.xml"), "a\nb\nc\n\nd\xE9");
 }
 
 // The first save hangs in its pipe while the second one begins: the second must not write into the same

@@ -44,17 +44,8 @@ protected:
         Answer({"arcconf", "LIST", "1"}, {.output = ArcAnswerText(lines)});
     }
 
-    // Commands of the controller's tool since the last time, their second words.
-    std::string Asked()
-    {
-        std::string commands;
-        for (const CFakeHost::Arguments& program : m_host.Programs())
-        {
-            commands += program.front() == "arcconf" ? program[1] + " " : "";
-        }
-        m_host.Forget();
-        return commands;
-    }
+    // Commands of the controller's tool since the last time.
+    std::string Asked() { return TakeWords("arcconf", 1); }
 
     // Moves the clock until the host has been told this status of the volume.
     void PassUntil(int seconds, const std::string& status)

@@ -124,20 +124,4 @@ TEST_F(Configuration, ADisksRangeSurvivesARestartWithoutTheDisk)
     EXPECT_EQ(CountLog("/dev/sdb alarmed - threshold exceeded"), 1);
 }
 
-TEST_F(Configuration, AttributesOfAnyByteAreReadBack)
-{
-    std::string configuration = "<zDVR><Storage>";
-    for (int byte = 0x80; byte <= 0xFF; ++byte)
-    {
-        configuration += "<Disk SerialNumber=\"S" + std::to_string(byte) + "\" Model=\"odd" +
-                         std::string(1, static_cast<char>(byte)) + "\"/>";
-    }
-    configuration += "</Storage></zDVR>";
-    const std::string once = SavedAfter(configuration);
-    for (int byte = 0x80; byte <= 0xFF; ++byte)
-    {
-        EXPECT_THAT(once, HasSubstr("\"odd" + std::string(1, static_cast<char>(byte)) + "\" SerialNumber"));
-    }
-    EXPECT_EQ(SavedAfter(once), once);
-}
 } // namespace

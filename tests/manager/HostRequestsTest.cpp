@@ -78,13 +78,7 @@ TEST_F(HostRequests, ADiskIsPreparedAndTheDescriptionReadAgain)
     EXPECT_THAT(LastConfig(), HasSubstr(R"(<Drive Name="/data" />)"));
 }
 
-struct DroppedCase
-{
-    const char* name;
-    std::string text;
-};
-
-const DroppedCase kDroppedCases[] = {
+const std::pair<const char*, std::string> kDroppedCases[] = {
     {"NoXml", "Delta"},
     {"OtherRoot", R"(<x Delta="1"><Storage ID="3604480"><Refresh Controllers="all"/></Storage></x>)"},
     {"NoDelta", Spoiled(R"( Delta="1")", "")},
@@ -101,11 +95,11 @@ const DroppedCase kDroppedCases[] = {
 TEST_F(HostRequests, DroppedChangesDoNothingAndGiveTheBufferBack)
 {
     Start();
-    for (const DroppedCase& row : kDroppedCases)
+    for (const auto& [name, text] : kDroppedCases)
     {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(name);
         m_host.Forget();
-        Configure(row.text);
+        Configure(text);
         const CFakeHost::Record told = m_host.Told();
         EXPECT_TRUE(told.log.empty());
         EXPECT_TRUE(told.documents.empty());

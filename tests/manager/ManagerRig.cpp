@@ -320,6 +320,17 @@ bool ManagerRig::WaitUntil(const std::function<bool()>& condition)
     return WaitByKernelClock(m_host, [&condition](const CFakeHost::Record&) { return condition(); });
 }
 
+std::string ManagerRig::TakeWords(const std::string& tool, std::size_t place)
+{
+    std::string words;
+    for (const CFakeHost::Arguments& program : m_host.Programs())
+    {
+        words += program[0] == tool && program.size() > place ? program[place] + " " : "";
+    }
+    m_host.Forget();
+    return words;
+}
+
 void ManagerRig::AwaitHanging()
 {
     EXPECT_TRUE(WaitUntil([this] { return m_host.HangingCount() > 0; }));

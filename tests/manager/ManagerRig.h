@@ -168,6 +168,10 @@ protected:
         return Count(m_host.Programs(), arguments);
     }
 
+    // The words at that place in this tool's commands that have one, a blank behind each; forgets all that
+    // was told.
+    std::string TakeWords(const std::string& tool, std::size_t place);
+
     // Uses the fake controller, found through this tool.
     void UseController(bool lsi = true);
 
