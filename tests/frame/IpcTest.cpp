@@ -24,13 +24,6 @@ bool Reply(std::uint32_t id, std::uint32_t kind, std::uint32_t value, const std:
     return HandleIpcReply(frame.data(), frame.size());
 }
 
-std::uint32_t IdOf(const std::string& frame)
-{
-    std::uint32_t id = 0;
-    std::memcpy(&id, frame.data() + 4, sizeof id);
-    return id;
-}
-
 // The bare link: frames out are queued, frames in are made by the test.
 class IpcLink : public testing::Test
 {
@@ -77,18 +70,18 @@ protected:
     }
 
     // Starts a program and answers that it runs.
-    Process Run(std::uint32_t& id)
+    Process Run()
     {
         auto begun = Begin({"x"});
-        id = IdOf(NextFrame());
-        EXPECT_TRUE(Reply(id, 3, 4711));
+        NextFrame();
+        EXPECT_TRUE(Reply(m_lastId, 3, 4711));
         return begun.get();
     }
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<std::string> m_sent;
-    std::uint32_t m_lastId = 0;
+    std::uint32_t m_lastId = 0; // of the frames sent
     bool m_taking = true;
     bool m_keeping = true;
 };
@@ -103,7 +96,7 @@ TEST_F(IpcLink, ExecFrameHasTheseBytes)
                                  "\x0A\0\0\0"
                                  "\0./smartctl\0-j\0",
                                  31));
-    EXPECT_TRUE(Reply(IdOf(frame), 3, 99));
+    EXPECT_TRUE(Reply(m_lastId, 3, 99));
     EXPECT_EQ(begun.get()->State(), ClientState::Running);
 }
 
@@ -128,9 +121,8 @@ TEST_F(IpcLink, OptionsBecomeFlags)
 // The ids count on also for requests that fail, wrap at 20 bits and leave out those in use.
 TEST_F(IpcLink, IdsWrapAndSkipThoseInUse)
 {
-    std::uint32_t first = 0;
-    const Process running = Run(first);
-    EXPECT_EQ(first, 0x3700001U);
+    const Process running = Run();
+    EXPECT_EQ(m_lastId, 0x3700001U);
 
     m_taking = false;
     m_keeping = false;
@@ -162,13 +154,15 @@ TEST_F(IpcLink, UnsendableRequestsFail)
 
     // One the host does not take leaves no open request behind.
     EXPECT_TRUE(StartProcess({"p"}, kOptionField1, {}, {})->HasFailed());
-    EXPECT_FALSE(Reply(IdOf(NextFrame()), 3, 0));
+    NextFrame();
+    EXPECT_FALSE(Reply(m_lastId, 3, 0));
 }
 
 TEST_F(IpcLink, StartErrorIsFinal)
 {
     auto begun = Begin({"x"});
-    const std::uint32_t id = IdOf(NextFrame());
+    NextFrame();
+    const std::uint32_t id = m_lastId;
     EXPECT_TRUE(Reply(id, 4, ENOENT));
     const Process process = begun.get();
     EXPECT_TRUE(process->HasFailed());
@@ -179,8 +173,8 @@ TEST_F(IpcLink, StartErrorIsFinal)
 
 TEST_F(IpcLink, OutputLosesCarriageReturnsOnly)
 {
-    std::uint32_t id = 0;
-    const Process process = Run(id);
+    const Process process = Run();
+    const std::uint32_t id = m_lastId;
     for (const std::string& piece :
          {std::string("a\r"), std::string("\nb\r\rc\0d", 7), std::string(), std::string("\r\n")})
     {
@@ -202,8 +196,8 @@ TEST_F(IpcLink, OutputLosesCarriageReturnsOnly)
 
 TEST_F(IpcLink, BadFramesAreRefused)
 {
-    std::uint32_t id = 0;
-    const Process process = Run(id);
+    const Process process = Run();
+    const std::uint32_t id = m_lastId;
     const std::string good = IpcFrame(id, 5, 1);
     EXPECT_FALSE(HandleIpcReply(nullptr, 0));
     EXPECT_FALSE(HandleIpcReply(good.data(), 15));
@@ -217,8 +211,8 @@ TEST_F(IpcLink, BadFramesAreRefused)
 
 TEST_F(IpcLink, ReadLineWaitsForWholeLines)
 {
-    std::uint32_t id = 0;
-    const Process process = Run(id);
+    const Process process = Run();
+    const std::uint32_t id = m_lastId;
     auto lines = std::async(std::launch::async,
                             [process]
                             {
@@ -240,8 +234,8 @@ TEST_F(IpcLink, ReadLineWaitsForWholeLines)
 
 TEST_F(IpcLink, ClosingEndsEveryWait)
 {
-    std::uint32_t id = 0;
-    const Process running = Run(id);
+    const Process running = Run();
+    const std::uint32_t id = m_lastId;
     auto exit = std::async(std::launch::async, [running] { return running->WaitForExit(); });
     auto begun = Begin({"y"});
     NextFrame();

@@ -188,25 +188,17 @@ void CFakeHost::SetProgramHook(ProgramHook hook)
 
 int CFakeHost::EndHanging(int exitCode)
 {
-    int count = 0;
-    Update(
-        [&]
+    std::vector<Program> ended;
+    Update([&] { ended.swap(m_hanging); });
+    for (const Program& program : ended)
+    {
+        if (program.answer.noStart)
         {
-            for (Program& ended : m_hanging)
-            {
-                ended.answer.hang = false;
-                ended.answer.noStart = false;
-                ended.answer.exitCode = exitCode;
-                ended.isEnding = true;
-                m_queue.push_back(std::move(ended));
-            }
-            count = static_cast<int>(m_hanging.size());
-            m_hanging.clear();
-            m_ending += count;
-        });
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_stopping || m_ending == 0; });
-    return count;
+            Begin(program);
+        }
+        Reply(program.id, 5, WaitStatus(exitCode, program.answer.signal));
+    }
+    return static_cast<int>(ended.size());
 }
 
 int CFakeHost::HangingCount() const
@@ -270,66 +262,41 @@ CFakeHost::Answer CFakeHost::FindAnswer(const Arguments& arguments)
         }
         hook = m_hook;
     }
-    std::optional<Answer> answer;
-    if (hook)
-    {
-        answer = hook(arguments);
-    }
+    const std::optional<Answer> answer = hook ? hook(arguments) : std::nullopt;
     return answer.value_or(Answer{.startError = ENOENT});
 }
 
 void CFakeHost::Work()
 {
+    std::unique_lock lock(m_mutex);
     for (;;)
     {
-        Program program;
+        m_changed.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
+        if (m_stopping)
         {
-            std::unique_lock lock(m_mutex);
-            m_changed.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
-            if (m_stopping)
-            {
-                return;
-            }
-            program = std::move(m_queue.front());
-            m_queue.pop_front();
+            return;
         }
-        const bool isEnding = program.isEnding;
+        Program program = std::move(m_queue.front());
+        m_queue.pop_front();
+        lock.unlock();
         Play(std::move(program));
-        if (isEnding)
-        {
-            Update([this] { --m_ending; });
-        }
+        lock.lock();
     }
 }
 
-// Delivers what is due of the program; one that hangs comes back through EndHanging.
+// Delivers what is due before the end; a program that hangs waits for EndHanging.
 void CFakeHost::Play(Program program)
 {
-    if (!program.answered)
-    {
-        program.answer = FindAnswer(program.arguments);
-        program.answered = true;
-    }
+    program.answer = FindAnswer(program.arguments);
     const Answer& answer = program.answer;
     if (answer.startError != 0)
     {
         Reply(program.id, 4, static_cast<std::uint32_t>(answer.startError));
         return;
     }
-    if (!program.started && !answer.noStart)
+    if (!answer.noStart)
     {
-        Reply(program.id, 3, 0);
-        program.started = true;
-        for (std::size_t at = 0; at < answer.output.size();
-             at += tq::ipc::kMaxFrameSize - tq::ipc::kFrameHeaderSize)
-        {
-            const std::string_view rest = std::string_view(answer.output).substr(at);
-            Reply(program.id, 1, 0, rest.substr(0, tq::ipc::kMaxFrameSize - tq::ipc::kFrameHeaderSize));
-        }
-        if (!answer.errorOutput.empty())
-        {
-            Reply(program.id, 2, 0, answer.errorOutput);
-        }
+        Begin(program);
     }
     if (answer.hang || answer.noStart)
     {
@@ -337,6 +304,22 @@ void CFakeHost::Play(Program program)
         return;
     }
     Reply(program.id, 5, WaitStatus(answer.exitCode, answer.signal));
+}
+
+// The start and all output.
+void CFakeHost::Begin(const Program& program)
+{
+    constexpr std::size_t kPiece = tq::ipc::kMaxFrameSize - tq::ipc::kFrameHeaderSize;
+    const std::string_view output = program.answer.output;
+    Reply(program.id, 3, 0);
+    for (std::size_t at = 0; at < output.size(); at += kPiece)
+    {
+        Reply(program.id, 1, 0, output.substr(at, kPiece));
+    }
+    if (!program.answer.errorOutput.empty())
+    {
+        Reply(program.id, 2, 0, program.answer.errorOutput);
+    }
 }
 
 void CFakeHost::Reply(std::uint32_t id, std::uint32_t kind, std::uint32_t value, std::string_view payload)

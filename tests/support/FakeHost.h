@@ -92,7 +92,7 @@ public:
     // has no answer either, the start fails with ENOENT.
     void SetProgramHook(ProgramHook hook);
 
-    // Ends all programs that hang and waits until their end has been delivered. Returns their number.
+    // Ends all programs that hang, their end delivered on return. Returns their number.
     int EndHanging(int exitCode = 0);
     [[nodiscard]] int HangingCount() const;
 
@@ -117,9 +117,6 @@ private:
         std::uint32_t id = 0;
         Arguments arguments{};
         Answer answer{};
-        bool started = false;
-        bool answered = false;
-        bool isEnding = false; // by EndHanging
     };
 
     struct AnswerQueue
@@ -135,6 +132,7 @@ private:
     Answer FindAnswer(const Arguments& arguments);
     void Work();
     void Play(Program program);
+    void Begin(const Program& program);
     void Reply(std::uint32_t id, std::uint32_t kind, std::uint32_t value, std::string_view payload = {});
 
     static std::atomic<CFakeHost*> s_instance;
@@ -150,7 +148,6 @@ private:
     ProgramHook m_hook;
     std::deque<Program> m_queue;
     std::vector<Program> m_hanging;
-    int m_ending = 0; // programs whose end is not yet delivered
     bool m_stopping = false;
     std::thread m_worker; // last: it uses all of the above
 };
