@@ -27,7 +27,7 @@ protected:
     std::vector<std::string> Asked() { return m_controller->calls.Take(); }
 };
 
-TEST_F(Controller, IsDetectedAndPreparationIsDecidedAtTheStart)
+TEST_F(Controller, IsDetectedToldAndPreparationIsDecidedAtTheStart)
 {
     Start();
     EXPECT_THAT(Asked(),
@@ -43,6 +43,11 @@ TEST_F(Controller, IsDetectedAndPreparationIsDecidedAtTheStart)
         << "nobody gave it a range";
     // Tools, preparation, storage pass, end of the start, sensors.
     EXPECT_EQ(Configs().size(), 5U);
+
+    m_host.Forget();
+    m_controller->volumeNews = true;
+    Housekeeping();
+    EXPECT_THAT(Statuses(), ElementsAre(HasSubstr(R"(<Storage ID="3604480"><Volume /></Storage>)")));
 }
 
 TEST_F(Controller, OfTheFirstKindWinsAndWithARaid1UnitTakesTheLayout)

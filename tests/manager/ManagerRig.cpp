@@ -119,6 +119,9 @@ public:
         if (force)
         {
             elements.push_back(std::make_unique<TiXmlElement>("Controller"));
+        }
+        if (force || m_script->volumeNews)
+        {
             elements.push_back(std::make_unique<TiXmlElement>("Volume"));
         }
         return elements;

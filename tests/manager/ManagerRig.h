@@ -71,7 +71,8 @@ struct ControllerScript
     std::atomic<bool> present{true};
     std::atomic<bool> changed{false};
     std::atomic<bool> busy{false};
-    std::atomic<bool> prepDone{false}; // answered once
+    std::atomic<bool> prepDone{false};   // answered once
+    std::atomic<bool> volumeNews{false}; // has an alarm element of its volume to tell
     std::atomic<bool> raid1{false};
     std::atomic<int> hotSpareResult{1};
     std::atomic<bool> disksAnswer{true};
