@@ -31,28 +31,28 @@ std::string Shown(const SelfTestSchedule& schedule)
 struct ReadCase
 {
     const char* name;
-    bool hasEntry; // short test on Mondays, start 60
     std::string elements;
     const char* after;
     bool changed;
+    bool hasEntry = false; // before: short test on Mondays, start 60
 };
 
 const ReadCase kReadCases[] = {
-    {"LongDayIsTakenFromTheShortTest", false, Entry("0", "127", "60") + Entry("1", "1", "7200"),
+    {"LongDayIsTakenFromTheShortTest", Entry("0", "127", "60") + Entry("1", "1", "7200"),
      "0:126@60 1:1@7200 ", true},
-    {"LongTestAloneMakesAnEmptyShortOne", false, Entry("1", "64", "5"), "0:0@0 1:64@5 ", true},
-    {"UnknownTypeIsIgnored", false, Entry("2", "127", "60"), "", false},
-    {"NegativeTypeIsIgnored", false, Entry("-1", "127", "60"), "", false},
-    {"TypeIsNeeded", false, R"(<SelfTestSchedule Days="1" Start="1"/>)", "", false},
-    {"DaysAreNeeded", false, R"(<SelfTestSchedule SelfTest="0" Start="1"/>)", "", false},
-    {"StartIsNeeded", false, R"(<SelfTestSchedule SelfTest="0" Days="1"/>)", "", false},
-    {"DaysAreANumber", false, Entry("0", "x", "1"), "", false},
-    {"OnlyEightBitsOfTheDaysCount", false, Entry("0", "258", "-5"), "0:2@-5 1:0@0 ", true},
-    {"SameEntryIsNoChange", true, Entry("0", "2", "60"), "0:2@60 1:0@0 ", false},
-    {"OtherStartIsAChange", true, Entry("0", "2", "61"), "0:2@61 1:0@0 ", true},
-    {"OtherElementsBetweenAreSkipped", false, Entry("0", "2", "60") + "<Disk/>" + Entry("1", "4", "9"),
+    {"LongTestAloneMakesAnEmptyShortOne", Entry("1", "64", "5"), "0:0@0 1:64@5 ", true},
+    {"UnknownTypeIsIgnored", Entry("2", "127", "60"), "", false},
+    {"NegativeTypeIsIgnored", Entry("-1", "127", "60"), "", false},
+    {"TypeIsNeeded", R"(<SelfTestSchedule Days="1" Start="1"/>)", "", false},
+    {"DaysAreNeeded", R"(<SelfTestSchedule SelfTest="0" Start="1"/>)", "", false},
+    {"StartIsNeeded", R"(<SelfTestSchedule SelfTest="0" Days="1"/>)", "", false},
+    {"DaysAreANumber", Entry("0", "x", "1"), "", false},
+    {"OnlyEightBitsOfTheDaysCount", Entry("0", "258", "-5"), "0:2@-5 1:0@0 ", true},
+    {"SameEntryIsNoChange", Entry("0", "2", "60"), "0:2@60 1:0@0 ", false, true},
+    {"OtherStartIsAChange", Entry("0", "2", "61"), "0:2@61 1:0@0 ", true, true},
+    {"OtherElementsBetweenAreSkipped", Entry("0", "2", "60") + "<Disk/>" + Entry("1", "4", "9"),
      "0:2@60 1:4@9 ", true},
-    {"NoElementNoChange", true, "", "0:2@60 1:0@0 ", false},
+    {"NoElementNoChange", "", "0:2@60 1:0@0 ", false, true},
 };
 
 TEST(ScheduleReading, GivesScheduleAndChange)

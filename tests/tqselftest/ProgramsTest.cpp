@@ -1,12 +1,12 @@
 #include "tqselftest/Programs.h"
 
+#include "tests/support/TempDir.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 
 using namespace std::chrono_literals;
 using namespace tqselftest;
@@ -17,6 +17,17 @@ namespace
 std::vector<std::string> Shell(const std::string& script)
 {
     return {"/bin/sh", "-c", script};
+}
+
+// The program itself, below a host that ignores its children's ends, with this smartctl in its folder.
+ProgramResult RunTool(const std::string& smartctl, const std::string& command)
+{
+    const CTempDir folder;
+    std::filesystem::permissions(folder.Write("smartctl", "#!/bin/sh\n" + smartctl + "\n"),
+                                 std::filesystem::perms::owner_all);
+    return RunPrograms(
+               {{"env", "--ignore-signal=CHLD", "-C", folder.Path().string(), TQSELFTEST, "-c", command}}, {})
+        .front();
 }
 } // namespace
 
@@ -74,39 +85,17 @@ TEST(Programs, WithChildrensEndsIgnoredNothingWaits)
     EXPECT_EQ(results[1].error, "its exit status is lost");
 }
 
-// The program itself, below a host that ignores its children's ends, with a smartctl in its folder.
-class Tool : public testing::Test
+TEST(Tool, TakesUpChildrensEndsWhateverTheHostLeft)
 {
-protected:
-    Tool() { std::filesystem::create_directory(m_folder); }
-    ~Tool() override { std::filesystem::remove_all(m_folder); }
-
-    [[nodiscard]] ProgramResult Run(const std::string& smartctl, const std::string& command) const
-    {
-        const auto file = m_folder / "smartctl";
-        std::ofstream(file) << "#!/bin/sh\n" << smartctl << "\n";
-        std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-        return RunPrograms(
-                   {{"env", "--ignore-signal=CHLD", "-C", m_folder.string(), TQSELFTEST, "-c", command}}, {})
-            .front();
-    }
-
-private:
-    std::filesystem::path m_folder =
-        std::filesystem::temp_directory_path() / ("tqselftest" + std::to_string(getpid()));
-};
-
-TEST_F(Tool, TakesUpChildrensEndsWhateverTheHostLeft)
-{
-    const ProgramResult report = Run(R"(echo '{"smartctl":{}}')", "report");
+    const ProgramResult report = RunTool(R"(echo '{"smartctl":{}}')", "report");
     EXPECT_EQ(report.exitCode, 0);
     EXPECT_THAT(report.output, HasSubstr("<SelfTests>"));
 }
 
-TEST_F(Tool, AFailedRunPrintsItsReason)
+TEST(Tool, AFailedRunPrintsItsReason)
 {
-    EXPECT_EQ(Run("exit 1", "report").output, "./smartctl --scan: its answer cannot be read\n");
-    EXPECT_EQ(Run("exit 1", "repair").output, "unknown command \"repair\"\n");
+    EXPECT_EQ(RunTool("exit 1", "report").output, "./smartctl --scan: its answer cannot be read\n");
+    EXPECT_EQ(RunTool("exit 1", "repair").output, "unknown command \"repair\"\n");
 }
 
 // A child that lives on with the pipe in its hands must not hold the run up.

@@ -122,41 +122,41 @@ struct CommandCase
 {
     const char* name;
     const char* drives;
-    Command command;
     const char* drive;
+    Command command;
     int exitCode;
     std::string actions; // and messages: lines
     std::string messages;
 };
 
 const CommandCase kCommandCases[] = {
-    {"StartAll", "sda idle sdb busy sdc unable sdd silent nvme0 nvme", Command::StartShort, "", kDone,
+    {"StartAll", "sda idle sdb busy sdc unable sdd silent nvme0 nvme", "", Command::StartShort, kDone,
      "-t short /dev/sda\n",
      "/dev/sdb: a self-test is running\n/dev/sdc: no self-tests\n/dev/sdd: took too long\n"},
-    {"StartOne", "sda idle sdb idle", Command::StartLong, "/dev/sdb", kDone, "-t long /dev/sdb\n", ""},
-    {"StartAllWhileAllRun", "sda busy", Command::StartShort, "", kDone, "",
+    {"StartOne", "sda idle sdb idle", "/dev/sdb", Command::StartLong, kDone, "-t long /dev/sdb\n", ""},
+    {"StartAllWhileAllRun", "sda busy", "", Command::StartShort, kDone, "",
      "/dev/sda: a self-test is running\n"},
-    {"StartOneThatRuns", "sda busy", Command::StartShort, "/dev/sda", kDriveFailed, "",
+    {"StartOneThatRuns", "sda busy", "/dev/sda", Command::StartShort, kDriveFailed, "",
      "/dev/sda: a self-test is running\n"},
-    {"StartOneThatCannot", "sda unable", Command::StartShort, "/dev/sda", kDriveFailed, "",
+    {"StartOneThatCannot", "sda unable", "/dev/sda", Command::StartShort, kDriveFailed, "",
      "/dev/sda: no self-tests\n"},
-    {"StartNvmeByName", "nvme0 nvme", Command::StartShort, "/dev/nvme0", kDone, "-t short /dev/nvme0\n", ""},
+    {"StartNvmeByName", "nvme0 nvme", "/dev/nvme0", Command::StartShort, kDone, "-t short /dev/nvme0\n", ""},
     // smartctl 7.3 accepts the command for an NVMe drive, does nothing and reports success.
-    {"StartNvmeOfOldSmartctl", "nvme0 oldnvme", Command::StartShort, "/dev/nvme0", kDriveFailed, "",
+    {"StartNvmeOfOldSmartctl", "nvme0 oldnvme", "/dev/nvme0", Command::StartShort, kDriveFailed, "",
      "/dev/nvme0: no self-tests\n"},
-    {"StartNone", "sda unable", Command::StartShort, "", kDriveFailed, "", "/dev/sda: no self-tests\n"},
-    {"StartWithoutDrives", "", Command::StartShort, "", kDriveFailed, "", "there are no drives\n"},
-    {"StartMissingDrive", "", Command::StartShort, "/dev/sda", kDriveFailed, "",
+    {"StartNone", "sda unable", "", Command::StartShort, kDriveFailed, "", "/dev/sda: no self-tests\n"},
+    {"StartWithoutDrives", "", "", Command::StartShort, kDriveFailed, "", "there are no drives\n"},
+    {"StartMissingDrive", "", "/dev/sda", Command::StartShort, kDriveFailed, "",
      "/dev/sda: No such device\n"},
-    {"StopOnlyWhatRuns", "sda idle sdb busy sdc silent", Command::Stop, "", kDone, "-X /dev/sdb\n",
+    {"StopOnlyWhatRuns", "sda idle sdb busy sdc silent", "", Command::Stop, kDone, "-X /dev/sdb\n",
      "/dev/sdc: took too long\n"},
-    {"StopOneThatDoesNotAnswer", "sdc silent", Command::Stop, "/dev/sdc", kDriveFailed, "",
+    {"StopOneThatDoesNotAnswer", "sdc silent", "/dev/sdc", Command::Stop, kDriveFailed, "",
      "/dev/sdc: took too long\n"},
-    {"StopNothing", "sda idle", Command::Stop, "/dev/sda", kDone, "", ""},
-    {"ReportNone", "", Command::Report, "", kDone, "", ""},
-    {"ReportOfSilentDrives", "sda silent", Command::Report, "", kDriveFailed, "",
+    {"StopNothing", "sda idle", "/dev/sda", Command::Stop, kDone, "", ""},
+    {"ReportNone", "", "", Command::Report, kDone, "", ""},
+    {"ReportOfSilentDrives", "sda silent", "", Command::Report, kDriveFailed, "",
      "/dev/sda: took too long\n"},
-    {"UnknownRaidDrive", "sda idle", Command::StartShort, "/c0/e252/s3", kDriveFailed, "",
+    {"UnknownRaidDrive", "sda idle", "/c0/e252/s3", Command::StartShort, kDriveFailed, "",
      "/c0/e252/s3: there is no such drive\n"},
 };
 } // namespace

@@ -84,9 +84,9 @@ std::string Shown(int exitCode, const std::string& text)
 struct DriveCase
 {
     const char* name;
-    int exitCode;
     std::string text;
     const char* shown;
+    int exitCode = 0;
 };
 
 const std::string kPassed = Entry(0, R"("lifetime_hours":10)");
@@ -98,76 +98,76 @@ std::string Prints(const std::string& line)
 }
 
 const DriveCase kDriveCases[] = {
-    {"NeverTested", 0, Ata(Status(0) + R"(,"ata_smart_self_test_log":{"standard":{"revision":1,"count":0}})"),
+    {"NeverTested", Ata(Status(0) + R"(,"ata_smart_self_test_log":{"standard":{"revision":1,"count":0}})"),
      "0:"},
-    {"Passed", 0, Ata(0, {kPassed}), "2: 1/2+10"},
-    {"InProgress", 0, Ata(0xF7, {kPassed}), "1 -70: 1/2+10"},
-    {"InProgressAtItsEnd", 0, Ata(Status(0xF0)), "1 -0:"},
-    {"RunningTestListedInTheLog", 0, Ata(0xF3, {Entry(0xF3), kPassed}), "1 -30: 2/2+10"},
-    {"FailedAtABlock", 0, Ata(0x79, {Entry(0x79, R"("lifetime_hours":9,"lba":1040)")}), "3: 1/3@1040+9"},
-    {"BlockBeyond32Bits", 0,
+    {"Passed", Ata(0, {kPassed}), "2: 1/2+10"},
+    {"InProgress", Ata(0xF7, {kPassed}), "1 -70: 1/2+10"},
+    {"InProgressAtItsEnd", Ata(Status(0xF0)), "1 -0:"},
+    {"RunningTestListedInTheLog", Ata(0xF3, {Entry(0xF3), kPassed}), "1 -30: 2/2+10"},
+    {"FailedAtABlock", Ata(0x79, {Entry(0x79, R"("lifetime_hours":9,"lba":1040)")}), "3: 1/3@1040+9"},
+    {"BlockBeyond32Bits",
      Ata(Status(0x79) + R"(,"ata_smart_self_test_log":{"standard":{"table":[)" +
          Entry(0x79, R"("lba":4294967295)") + R"(]},"extended":{"table":[)" +
          Entry(0x79, R"("lba":15628053167)") + "]}}"),
      "3: 1/3@15628053167+0"},
-    {"AbortedAndInterrupted", 0, Ata(0x19, {Entry(0x19), Entry(0x22)}), "4: 1/4+0 2/4+0"},
-    {"UnknownEnd", 0, Ata(0x90, {Entry(0x90)}), "0: 1/0+0"},
-    {"EveryFailure", 0, Ata(0x30, {Entry(0x30), Entry(0x48), Entry(0x88)}), "3: 1/3+0 2/3+0 3/3+0"},
+    {"AbortedAndInterrupted", Ata(0x19, {Entry(0x19), Entry(0x22)}), "4: 1/4+0 2/4+0"},
+    {"UnknownEnd", Ata(0x90, {Entry(0x90)}), "0: 1/0+0"},
+    {"EveryFailure", Ata(0x30, {Entry(0x30), Entry(0x48), Entry(0x88)}), "3: 1/3+0 2/3+0 3/3+0"},
     // Each entry is at most 65,535 hours before the one above it.
-    {"HoursRunOver", 0,
+    {"HoursRunOver",
      Ata(Status(0) + R"(,"power_on_time":{"hours":131080},)" +
          Log("standard", Entry(0, R"("lifetime_hours":5)") + "," + Entry(0, R"("lifetime_hours":65530)") +
                              "," + Entry(0, R"("lifetime_hours":7)"))),
      "2: 1/2+131077 2/2+131066 3/2+65543"},
-    {"HoursWithoutAPresentCount", 0, Ata(0, {Entry(0, R"("lifetime_hours":65530)")}), "2: 1/2+65530"},
-    {"NotSupported", 0,
+    {"HoursWithoutAPresentCount", Ata(0, {Entry(0, R"("lifetime_hours":65530)")}), "2: 1/2+65530"},
+    {"NotSupported",
      Ata(R"("ata_smart_data":{"self_test":{"status":{"value":0}},"capabilities":{"self_tests_supported":false}})"),
      "0 cannot:"},
-    {"NoSmartData", 0, Ata(R"("x":1)"), "0 cannot:"},
-    {"FindingsAboutTheDrive", 0xF8, Ata(0, {kPassed}), "2: 1/2+10"},
-    {"AFailedCommandBesideTheRest", 4, Ata(0, {kPassed}), "2: 1/2+10"},
-    {"StateUnreadBesideOldEntries", 4, Ata(Log("standard", kPassed)), kUnread},
-    {"LogUnread", 4, Ata(Status(0x79)), kUnread},
-    {"LogUnreadOfARunningTest", 4, Ata(Status(0xF3)), "1 -30:"},
-    {"WithoutALog", 4,
+    {"NoSmartData", Ata(R"("x":1)"), "0 cannot:"},
+    {"FindingsAboutTheDrive", Ata(0, {kPassed}), "2: 1/2+10", 0xF8},
+    {"AFailedCommandBesideTheRest", Ata(0, {kPassed}), "2: 1/2+10", 4},
+    {"StateUnreadBesideOldEntries", Ata(Log("standard", kPassed)), kUnread, 4},
+    {"LogUnread", Ata(Status(0x79)), kUnread, 4},
+    {"LogUnreadOfARunningTest", Ata(Status(0xF3)), "1 -30:", 4},
+    {"WithoutALog",
      R"({"device":{"protocol":"ATA"},)" + Prints("SMART Self-test Log not supported") + "," + Status(0) + "}",
-     "0:"},
-    {"WithoutSmart", 4,
+     "0:", 4},
+    {"WithoutSmart",
      R"({"device":{"protocol":"ATA"},)" + Prints("SMART support is: Unavailable - device lacks it.") + "}",
-     "0 cannot:"},
-    {"OddTypes", 0,
+     "0 cannot:", 4},
+    {"OddTypes",
      Ata(R"("ata_smart_data":[],"ata_smart_self_test_log":{"standard":{"table":[1,"x",{"status":{"value":"0"}}]}})"),
      "0 cannot:"},
-    {"NvmeOfOldSmartctl", 0, Nvme(""), "0 cannot:"},
-    {"NvmeIdle", 0, NvmeLog(0, ""), "0:"},
-    {"NvmeRunning", 0, NvmeLog(1, R"(,"current_self_test_completion_percent":35)"), "1 -65:"},
-    {"NvmeLog", 0,
+    {"NvmeOfOldSmartctl", Nvme(""), "0 cannot:"},
+    {"NvmeIdle", NvmeLog(0, ""), "0:"},
+    {"NvmeRunning", NvmeLog(1, R"(,"current_self_test_completion_percent":35)"), "1 -65:"},
+    {"NvmeLog",
      NvmeLog(0,
              R"(,"table":[)"
              R"({"self_test_code":{"value":1},"self_test_result":{"value":7},"power_on_hours":90,"lba":77},)"
              R"({"self_test_result":{"value":15}},{"self_test_result":{"value":1},"power_on_hours":80},)"
              R"({"self_test_result":{"value":0},"power_on_hours":70}])"),
      "3: 1/3@77+90 3/4+80 4/2+70"},
-    {"NvmeUnread", 4, Nvme(""), kUnread},
-    {"ScsiWithoutTests", 4, Scsi("," + Prints("Device does not support Self Test logging")), "0 cannot:"},
-    {"ScsiUnread", 4, Scsi("," + Prints("scsiPrintSelfTest: Failed [I/O error]")), kUnread},
-    {"ScsiUnreadWhileRunning", 4, Scsi(R"(,"self_test_in_progress":true)"), "1:"},
-    {"ScsiNeverTested", 0, Scsi(""), "0:"},
-    {"ScsiLog", 0,
+    {"NvmeUnread", Nvme(""), kUnread, 4},
+    {"ScsiWithoutTests", Scsi("," + Prints("Device does not support Self Test logging")), "0 cannot:", 4},
+    {"ScsiUnread", Scsi("," + Prints("scsiPrintSelfTest: Failed [I/O error]")), kUnread, 4},
+    {"ScsiUnreadWhileRunning", Scsi(R"(,"self_test_in_progress":true)"), "1:", 4},
+    {"ScsiNeverTested", Scsi(""), "0:"},
+    {"ScsiLog",
      Scsi(
          R"(,"scsi_self_test_0":{"code":{"value":2},"result":{"value":7},"power_on_time":{"hours":8},"lba_first_failure":{"value":99}},)"
          R"("scsi_self_test_1":{"result":{"value":0},"power_on_time":{"hours":1}},"scsi_self_test_3":{"result":{"value":0}})"),
      "3: 1/3@99+8 2/2+1"},
-    {"ScsiRunning", 0,
+    {"ScsiRunning",
      Scsi(R"(,"scsi_self_test_0":{"result":{"value":15}},"scsi_self_test_1":{"result":{"value":2}})"),
      "1: 2/4+0"},
-    {"CannotBeOpened", 2, R"({"smartctl":{"messages":[{"string":"open failed"},{"string":"twice"}]}})",
-     "open failed; twice"},
-    {"WithoutAMessage", 2, "{}", "smartctl error 2"},
-    {"NotJson", 0, "smartctl 7.3", "smartctl's answer cannot be read"},
-    {"Empty", 0, "", "smartctl's answer cannot be read"},
-    {"Array", 0, "[]", "smartctl's answer cannot be read"},
-    {"NoDevice", 0, "{}", "unknown protocol \"\""},
+    {"CannotBeOpened", R"({"smartctl":{"messages":[{"string":"open failed"},{"string":"twice"}]}})",
+     "open failed; twice", 2},
+    {"WithoutAMessage", "{}", "smartctl error 2", 2},
+    {"NotJson", "smartctl 7.3", "smartctl's answer cannot be read"},
+    {"Empty", "", "smartctl's answer cannot be read"},
+    {"Array", "[]", "smartctl's answer cannot be read"},
+    {"NoDevice", "{}", "unknown protocol \"\""},
 };
 } // namespace
 
