@@ -48,23 +48,23 @@ TEST(DailyLogTime, IsSecondsOfTheDay)
 struct DueCase
 {
     const char* name;
-    int logTimeSec;
     const char* time;
+    int logTimeSec;
     bool armed;
     bool due;
     bool armedAfter;
 };
 
 constexpr DueCase kDueCases[] = {
-    {"WindowBegins", kHour, "00:59:00", true, true, true},
-    {"BeforeTheWindow", kHour, "00:58:59", true, false, true},
-    {"WindowEnds", kHour, "01:01:00", true, true, true},
-    {"BehindTheWindow", kHour, "01:01:01", true, false, true},
-    {"WrittenOnceADay", kHour, "01:00:00", false, false, false},
-    {"OneMinutePastMidnightArms", kHour, "00:01:30", false, false, true},
-    {"ArmingMinuteOfAnotherHourDoesNot", kHour, "02:01:30", false, false, false},
-    {"ArmedAndDueInTheSameMinute", 0, "00:01:00", false, true, true},
-    {"ArmedButTooLateInThatMinute", 0, "00:01:01", false, false, true},
+    {"WindowBegins", "00:59:00", kHour, true, true, true},
+    {"BeforeTheWindow", "00:58:59", kHour, true, false, true},
+    {"WindowEnds", "01:01:00", kHour, true, true, true},
+    {"BehindTheWindow", "01:01:01", kHour, true, false, true},
+    {"WrittenOnceADay", "01:00:00", kHour, false, false, false},
+    {"OneMinutePastMidnightArms", "00:01:30", kHour, false, false, true},
+    {"ArmingMinuteOfAnotherHourDoesNot", "02:01:30", kHour, false, false, false},
+    {"ArmedAndDueInTheSameMinute", "00:01:00", 0, false, true, true},
+    {"ArmedButTooLateInThatMinute", "00:01:01", 0, false, false, true},
 };
 
 TEST(DailyLogDue, DependsOnWindowAndArming)
