@@ -161,6 +161,10 @@ private:
 bool ScanSmartctlDisks(const DiscoveryContext& context, DiskList& disks, bool full)
 {
     const SmartctlScanResult scan = ExecuteScan();
+    if (tq::ipc::IsIpcClosed())
+    {
+        return false; // the plug-in ends: nothing was seen, and nothing is worth a line
+    }
     if (!scan.error.empty())
     {
         Log(LogWarning, "SMARTCTL: ExecuteScan error (%s)", scan.error.c_str());
