@@ -23,9 +23,7 @@ struct NameCase
     bool fits;
 };
 
-class BoardNames : public testing::TestWithParam<NameCase>
-{
-};
+using BoardNames = testing::TestWithParam<NameCase>;
 
 TEST_P(BoardNames, Fit)
 {
@@ -47,8 +45,7 @@ constexpr auto kNameCases = std::to_array<NameCase>({
     {"NothingToRepeatElsewhere", "*[0-9]", "7", false},
     {"ExpressionCharactersInAList", "A.B", "AxB", true},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, BoardNames, testing::ValuesIn(kNameCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, BoardNames, testing::ValuesIn(kNameCases), kCaseName);
 
 TEST(BoardFile, TheFirstBoardOfTheChipWins)
 {
@@ -74,9 +71,7 @@ struct HexCase
     std::int64_t value; // -1: absent
 };
 
-class HexTexts : public testing::TestWithParam<HexCase>
-{
-};
+using HexTexts = testing::TestWithParam<HexCase>;
 
 TEST_P(HexTexts, AreRead)
 {
@@ -104,8 +99,7 @@ constexpr auto kHexCases = std::to_array<HexCase>({
     {"OnlyPrefix", "0x", -1},
     {"Negative", "-1", -1},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, HexTexts, testing::ValuesIn(kHexCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, HexTexts, testing::ValuesIn(kHexCases), kCaseName);
 
 TEST(BoardFile, WidthsAreCountsOfRegisters)
 {
@@ -136,9 +130,7 @@ TEST(BoardFile, SensorsThatLackANumberAreLeftOut)
     EXPECT_EQ(sensors.front().min, -7);
 }
 
-class BoardMonitoring : public ChipRig
-{
-};
+using BoardMonitoring = ChipRig;
 
 TEST_F(BoardMonitoring, TellsWhatItFound)
 {

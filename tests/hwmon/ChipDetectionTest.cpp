@@ -113,9 +113,7 @@ struct IdCase
     const char* description;
 };
 
-class ChipIds : public Detection, public testing::WithParamInterface<IdCase>
-{
-};
+using ChipIds = WithCases<Detection, IdCase>;
 
 TEST_P(ChipIds, GiveAClass)
 {
@@ -143,6 +141,5 @@ constexpr auto kIdCases = std::to_array<IdCase>({
     {"BelowAnId", Chip::W83627, 0xA01F, "", kNoChipId, ""},
     {"AboveItsRevisions", Chip::W83627, 0xA030, "", kNoChipId, ""},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, ChipIds, testing::ValuesIn(kIdCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ChipIds, testing::ValuesIn(kIdCases), kCaseName);
 } // namespace

@@ -6,9 +6,7 @@
 
 namespace
 {
-class ChipPoll : public ChipRig
-{
-};
+using ChipPoll = ChipRig;
 
 TEST_F(ChipPoll, W83627)
 {
@@ -110,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
                     PollCount{"It8728", Chip::It8728, 60, 40}, PollCount{"It8612", Chip::It8612, 63, 43},
                     PollCount{"Nct6791", Chip::Nct6791, 112, 112}, PollCount{"Fintek", Chip::Fintek, 73, 73},
                     PollCount{"Nct5525", Chip::Nct5525, 108, 108}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kCaseName);
 
 TEST_F(ChipPoll, ARestartProgramsTheLimitsAgain)
 {

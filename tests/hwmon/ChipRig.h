@@ -3,6 +3,7 @@
 
 #include "frame/Xml.h"
 #include "hwmon/Chips.h"
+#include "tests/support/Cases.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/FakePorts.h"
 #include "tests/support/ManualClock.h"

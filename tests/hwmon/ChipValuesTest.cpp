@@ -24,9 +24,7 @@ struct ValueCase
 const std::string kTwoRegisters = R"(Register="20" Width="2")";
 constexpr Content kNone{0x7F0, 0}; // a register nobody reads
 
-class Values : public ChipRig, public testing::WithParamInterface<ValueCase>
-{
-};
+using Values = WithCases<ChipRig, ValueCase>;
 
 TEST_P(Values, OfRegisters)
 {
@@ -79,8 +77,7 @@ constexpr auto kValueCases = std::to_array<ValueCase>({
     {"Nct6791StandingFan", Chip::Nct6791, 3000, "1", {{{0x21, 164}, kNone, kNone}}, "0"},
     {"Nct6791Voltage164", Chip::Nct6791, 1000, "1", {{{0x21, 164}, kNone, kNone}}, "164"},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, Values, testing::ValuesIn(kValueCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, Values, testing::ValuesIn(kValueCases), kCaseName);
 
 struct LimitCase
 {
@@ -97,9 +94,7 @@ struct LimitCase
 
 constexpr int kUntouched = 0x77;
 
-class Limits : public ChipRig, public testing::WithParamInterface<LimitCase>
-{
-};
+using Limits = WithCases<ChipRig, LimitCase>;
 
 TEST_P(Limits, InTheChip)
 {
@@ -144,8 +139,7 @@ constexpr auto kLimitCases = std::to_array<LimitCase>({
     {"ItFanWithoutMin", Chip::It8728, 3100, 0, 0, "1", {0x0D, 1}, 0x10, kUntouched},
     {"ItFanWithoutCount", Chip::It8728, 3100, 300, 0, "1", kNone, 0x10, kUntouched},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, Limits, testing::ValuesIn(kLimitCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, Limits, testing::ValuesIn(kLimitCases), kCaseName);
 
 struct AlarmCase
 {
@@ -158,9 +152,7 @@ struct AlarmCase
     bool alarmed;
 };
 
-class Alarms : public ChipRig, public testing::WithParamInterface<AlarmCase>
-{
-};
+using Alarms = WithCases<ChipRig, AlarmCase>;
 
 TEST_P(Alarms, OfOneSensor)
 {
@@ -198,6 +190,5 @@ constexpr auto kAlarmCases = std::to_array<AlarmCase>({
     {"It8728Fan0", Chip::It8728, 3100, "1", {0x0D, 1}, {0x01, 0x01}, true},
     {"It8728Fan2", Chip::It8728, 3102, "1", {0x0F, 1}, {0x01, 0x04}, true},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, Alarms, testing::ValuesIn(kAlarmCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, Alarms, testing::ValuesIn(kAlarmCases), kCaseName);
 } // namespace

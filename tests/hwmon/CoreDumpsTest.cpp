@@ -1,6 +1,7 @@
 #include "hwmon/CoreDumps.h"
 
 #include "frame/Log.h"
+#include "tests/support/Cases.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/TempDir.h"
 
@@ -129,9 +130,7 @@ struct FailureCase
     const char* line;
 };
 
-class CoreDumpFailures : public CoreDumps, public testing::WithParamInterface<FailureCase>
-{
-};
+using CoreDumpFailures = WithCases<CoreDumps, FailureCase>;
 
 TEST_P(CoreDumpFailures, EndItForGood)
 {
@@ -158,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
             "NoScript", {.startError = ENOENT}, "COREDUMPS: failed to config core dumps (failure 2)."},
         FailureCase{"ExitCode", {.exitCode = 3}, "COREDUMPS: failed to config core dumps (error 3)."},
         FailureCase{"Signal", {.signal = 15}, "COREDUMPS: failed to config core dumps (error 3840)."}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kCaseName);
 
 TEST_F(CoreDumps, AFailureToDisableLeavesThemEnabled)
 {

@@ -1,6 +1,7 @@
 #include "hwmon/Ipmi.h"
 
 #include "frame/Log.h"
+#include "tests/support/Cases.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TempDir.h"
@@ -75,9 +76,7 @@ constexpr auto kParserCases = std::to_array<ParserCase>({
     {"FailedRun", 1, "A,1,RPM,ok\n", "A|1|RPM|ok; incomplete"},
 });
 
-class IpmiParser : public testing::TestWithParam<ParserCase>
-{
-};
+using IpmiParser = testing::TestWithParam<ParserCase>;
 
 // A host that answers ipmitool, and a monitor with a file in a directory of its own.
 class IpmiMonitoring : public testing::Test
@@ -134,8 +133,7 @@ TEST_P(IpmiParser, GivesTheReadings)
     EXPECT_EQ(Parsed(GetParam().exitCode, GetParam().output), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, IpmiParser, testing::ValuesIn(kParserCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, IpmiParser, testing::ValuesIn(kParserCases), kCaseName);
 
 TEST(IpmiParserLimits, ALongLineIsNeitherCutNorFatal)
 {
@@ -386,9 +384,7 @@ struct EnabledCase
     bool expected;
 };
 
-class IpmiSetting : public testing::TestWithParam<EnabledCase>
-{
-};
+using IpmiSetting = testing::TestWithParam<EnabledCase>;
 
 constexpr auto kEnabledCases = std::to_array<EnabledCase>({
     {"NoFile", nullptr, true},
@@ -418,8 +414,7 @@ TEST_P(IpmiSetting, IsReadFromTheFile)
     EXPECT_EQ(host.Programs().size(), GetParam().expected ? 1U : 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, IpmiSetting, testing::ValuesIn(kEnabledCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, IpmiSetting, testing::ValuesIn(kEnabledCases), kCaseName);
 
 TEST_F(IpmiMonitoring, ItsOwnFileIsReadBackAndMayBeSwitchedOff)
 {

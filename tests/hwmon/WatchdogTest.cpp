@@ -56,9 +56,7 @@ constexpr auto kSequences = std::to_array<SequenceCase>({
      "enter C07=08 CF1=28 exit", "enter C07=08 CF1=00 exit"},
 });
 
-class ChipSequences : public ChipRig, public testing::WithParamInterface<SequenceCase>
-{
-};
+using ChipSequences = WithCases<ChipRig, SequenceCase>;
 
 TEST_P(ChipSequences, AreTheChipsOwn)
 {
@@ -72,8 +70,7 @@ TEST_P(ChipSequences, AreTheChipsOwn)
     m_chip->StopWatchdog();
     EXPECT_EQ(m_ports->TakeRegisters(), GetParam().stop);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, ChipSequences, testing::ValuesIn(kSequences),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ChipSequences, testing::ValuesIn(kSequences), kCaseName);
 
 // Where a change of bits meets other bits: {chip, device, register, before, after}.
 struct BitsCase
@@ -102,9 +99,7 @@ constexpr auto kBitsCases = std::to_array<BitsCase>({
     {"NctStatusBitIsTakenOut", Chip::Nct5525, 0x08, 0xF2, 0xFF, 0xEF},
 });
 
-class ChangedBits : public ChipRig, public testing::WithParamInterface<BitsCase>
-{
-};
+using ChangedBits = WithCases<ChipRig, BitsCase>;
 
 TEST_P(ChangedBits, KeepTheOthers)
 {
@@ -116,8 +111,7 @@ TEST_P(ChangedBits, KeepTheOthers)
     ASSERT_TRUE(m_chip->StartWatchdog(40, BoardFile("")));
     EXPECT_EQ(reg, test.after);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, ChangedBits, testing::ValuesIn(kBitsCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ChangedBits, testing::ValuesIn(kBitsCases), kCaseName);
 
 // Whether the last reset was the watchdog's.
 struct RebootCase
@@ -142,9 +136,7 @@ constexpr auto kRebootCases = std::to_array<RebootCase>({
     {"Nct5525OtherBits", Chip::Nct5525, 0x08, 0xF2, 0xEF, false},
 });
 
-class RebootStatus : public ChipRig, public testing::WithParamInterface<RebootCase>
-{
-};
+using RebootStatus = WithCases<ChipRig, RebootCase>;
 
 TEST_P(RebootStatus, IsTold)
 {
@@ -155,12 +147,9 @@ TEST_P(RebootStatus, IsTold)
     const std::string line = "SENSORS: Unexpected errors caused the system to reboot";
     EXPECT_EQ(testing::Matches(testing::Contains(line))(m_host.LogTexts(LogWarning)), test.told);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, RebootStatus, testing::ValuesIn(kRebootCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, RebootStatus, testing::ValuesIn(kRebootCases), kCaseName);
 
-class Watchdog : public ChipRig
-{
-};
+using Watchdog = ChipRig;
 
 TEST_F(Watchdog, AnUnknownBoardIsNotGuarded)
 {

@@ -1,6 +1,7 @@
 #include "frame/Log.h"
 #include "frame/Text.h"
 #include "raid/LsiController.h"
+#include "tests/support/Cases.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/StorcliTexts.h"
 
@@ -114,8 +115,7 @@ TEST_P(HotSpare, RequestIsBookedOrRefused)
     EXPECT_EQ(started, command.empty() ? "" : "storcli /c0/e252/s0 " + command + " J");
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, HotSpare, testing::ValuesIn(kCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, HotSpare, testing::ValuesIn(kCases), kCaseName);
 
 TEST_F(HotSpare, OfAUnitOrWithoutItsDataVolumeIsNone)
 {

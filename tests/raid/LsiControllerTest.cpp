@@ -2,12 +2,13 @@
 
 #include "frame/Ipc.h"
 #include "frame/Log.h"
+#include "tests/support/Cases.h"
+#include "tests/support/HostTexts.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/StorcliTexts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <tinyxml.h>
 
 #include <cerrno>
 
@@ -21,13 +22,6 @@ using storcli::kVolumes;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-std::string Print(const TiXmlElement* element)
-{
-    TiXmlPrinter printer;
-    printer.SetStreamPrinting();
-    return element != nullptr && element->Accept(&printer) ? printer.Str() : "";
-}
 
 // A mirror of two, a data volume, a drive that is free.
 class LsiController : public testing::Test
@@ -202,9 +196,7 @@ struct FailureCase
     const char* line; // behind "Failed to refresh RAID "
 };
 
-class LsiFailure : public LsiController, public testing::WithParamInterface<FailureCase>
-{
-};
+using LsiFailure = WithCases<LsiController, FailureCase>;
 
 const CFakeHost::Answer kNotStarted{.startError = ENOENT};
 
@@ -253,8 +245,7 @@ TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
     EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(line, line)) << "again after a success";
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, LsiFailure, testing::ValuesIn(kFailureCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, LsiFailure, testing::ValuesIn(kFailureCases), kCaseName);
 
 TEST_F(LsiController, WithoutVolumesNoDiskIsSeen)
 {

@@ -1,6 +1,7 @@
 #include "frame/Ipc.h"
 #include "raid/Controller.h"
 #include "tests/storage/StorageFakes.h"
+#include "tests/support/Cases.h"
 #include "tests/support/ManualClock.h"
 
 #include <gmock/gmock.h>
@@ -208,9 +209,7 @@ const std::vector<StepCase> kStepCases{
     {"OtherReason", 0, "", 0, 1, "Mount_part_error", "5 1 2 -4", "raidprep script error 1 - RaidPrepError"},
 };
 
-class RaidPrepStep : public RaidPrep, public testing::WithParamInterface<StepCase>
-{
-};
+using RaidPrepStep = WithCases<RaidPrep, StepCase>;
 
 TEST_P(RaidPrepStep, FailureIsToldAndCanBeResumed)
 {
@@ -243,8 +242,7 @@ TEST_P(RaidPrepStep, FailureIsToldAndCanBeResumed)
     EXPECT_EQ(Statuses(), again ? "5 1 2 3 " : "2 3 ");
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, RaidPrepStep, testing::ValuesIn(kStepCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, RaidPrepStep, testing::ValuesIn(kStepCases), kCaseName);
 
 TEST_F(RaidPrep, LostProcessIsAFailureWhateverItsStatus)
 {

@@ -1,6 +1,7 @@
 #include "raid/Storcli.h"
 
 #include "raid/StorcliAnswer.h"
+#include "tests/support/Cases.h"
 #include "tests/support/StorcliTexts.h"
 
 #include <gmock/gmock.h>
@@ -46,9 +47,7 @@ constexpr auto kAnswerCases = std::to_array<AnswerCase>({
 });
 // clang-format on
 
-class StorcliResponse : public testing::TestWithParam<AnswerCase>
-{
-};
+using StorcliResponse = testing::TestWithParam<AnswerCase>;
 
 TEST_P(StorcliResponse, IsJudged)
 {
@@ -59,8 +58,7 @@ TEST_P(StorcliResponse, IsJudged)
     EXPECT_EQ(ParseDisksSmartInfo(exitCode, text).error, error);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, StorcliResponse, testing::ValuesIn(kAnswerCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, StorcliResponse, testing::ValuesIn(kAnswerCases), kCaseName);
 
 TEST(StorcliText, Forms)
 {

@@ -2,6 +2,7 @@
 
 #include "storage/SmartConfig.h"
 #include "tests/storage/StorageFakes.h"
+#include "tests/support/Cases.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -152,9 +153,7 @@ const std::vector<RuleCase> kRuleCases{
       "50 SMARTCTL: ignore /dev/sdb (SMART unsupported)"}},
 };
 
-class DiscoveryRule : public Discovery, public testing::WithParamInterface<RuleCase>
-{
-};
+using DiscoveryRule = WithCases<Discovery, RuleCase>;
 
 // A rejected device is logged once, and never again looked at.
 TEST_P(DiscoveryRule, Rejects)
@@ -185,8 +184,7 @@ TEST_P(DiscoveryRule, Rejects)
     EXPECT_THAT(m_found, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, DiscoveryRule, testing::ValuesIn(kRuleCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, DiscoveryRule, testing::ValuesIn(kRuleCases), kCaseName);
 
 TEST_F(Discovery, FullScanTakesIdentityAndRange)
 {

@@ -2,6 +2,7 @@
 
 #include "storage/DiskMerge.h"
 #include "tests/storage/StorageFakes.h"
+#include "tests/support/Cases.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -201,9 +202,7 @@ constexpr auto kMatchCases = std::to_array<MatchCase>({
     {"PortOfAPlainDisk", {"1", "A", "", "", 3}, {"2", "B", "", "U", 3}, false},
 });
 
-class DiskMatch : public testing::TestWithParam<MatchCase>
-{
-};
+using DiskMatch = testing::TestWithParam<MatchCase>;
 
 TEST_P(DiskMatch, Row)
 {
@@ -215,8 +214,7 @@ TEST_P(DiskMatch, Row)
     EXPECT_EQ(known->m_status, GetParam().status);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, DiskMatch, testing::ValuesIn(kMatchCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, DiskMatch, testing::ValuesIn(kMatchCases), kCaseName);
 
 TEST(DiskUpdate, OnlyTheCreatingPathUpdates)
 {

@@ -2,6 +2,7 @@
 
 #include "frame/Ipc.h"
 #include "tests/storage/StorageFakes.h"
+#include "tests/support/Cases.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -124,9 +125,7 @@ const std::vector<EndCase> kEndCases{
      "50 DRIVEPREP: error 2304 on disk [/dev/sdb] serial [S1]"},
 };
 
-class DrivePrepEnd : public DrivePrep, public testing::WithParamInterface<EndCase>
-{
-};
+using DrivePrepEnd = WithCases<DrivePrep, EndCase>;
 
 TEST_P(DrivePrepEnd, IsReported)
 {
@@ -152,8 +151,7 @@ TEST_P(DrivePrepEnd, IsReported)
     EXPECT_THAT(LevelAndText(m_host), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, DrivePrepEnd, testing::ValuesIn(kEndCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, DrivePrepEnd, testing::ValuesIn(kEndCases), kCaseName);
 
 TEST_F(DrivePrep, ScriptThatDoesNotStartLeavesTheDiskBusyWithoutAJob)
 {

@@ -1,5 +1,7 @@
 #include "storage/Json.h"
 
+#include "tests/support/Cases.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -50,9 +52,7 @@ const auto kIntegerCases = std::to_array<IntegerCase>({
     {"Array", "[1]", std::nullopt, std::nullopt},
 });
 
-class JsonInteger : public testing::TestWithParam<IntegerCase>
-{
-};
+using JsonInteger = testing::TestWithParam<IntegerCase>;
 
 TEST_P(JsonInteger, IsReadInBothWidths)
 {
@@ -61,8 +61,7 @@ TEST_P(JsonInteger, IsReadInBothWidths)
     EXPECT_EQ(document.Root().Member("v").Int64(), GetParam().in64);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, JsonInteger, testing::ValuesIn(kIntegerCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, JsonInteger, testing::ValuesIn(kIntegerCases), kCaseName);
 
 struct TextCase
 {
@@ -85,17 +84,14 @@ const auto kTextCases = std::to_array<TextCase>({
     {"NulInString", std::string("{\"a\": \"\0\"}", 10), false},
 });
 
-class JsonText : public testing::TestWithParam<TextCase>
-{
-};
+using JsonText = testing::TestWithParam<TextCase>;
 
 TEST_P(JsonText, ParsesOrNot)
 {
     EXPECT_EQ(CJsonDocument(GetParam().text).Root().Exists(), GetParam().parses);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, JsonText, testing::ValuesIn(kTextCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, JsonText, testing::ValuesIn(kTextCases), kCaseName);
 
 TEST(Json, FindsByPathAndByWholeName)
 {

@@ -1,5 +1,6 @@
 #include "storage/SelfTest.h"
 #include "tests/storage/StorageFakes.h"
+#include "tests/support/Cases.h"
 #include "tests/support/ManualClock.h"
 
 #include <gmock/gmock.h>
@@ -141,9 +142,7 @@ constexpr auto kFlagCases = std::to_array<FlagCase>({
     {"SixteenBits", 0x18040, 50, 0, "32832 0000000"},
 });
 
-class SmartFlags : public SmartEvaluation, public testing::WithParamInterface<FlagCase>
-{
-};
+using SmartFlags = WithCases<SmartEvaluation, FlagCase>;
 
 TEST_P(SmartFlags, Row)
 {
@@ -163,8 +162,7 @@ TEST_P(SmartFlags, Row)
     EXPECT_EQ(printed, GetParam().printed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, SmartFlags, testing::ValuesIn(kFlagCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, SmartFlags, testing::ValuesIn(kFlagCases), kCaseName);
 
 TEST_F(SmartEvaluation, FailedReportCostsTheAttributes)
 {
@@ -237,9 +235,7 @@ const std::vector<FallbackCase> kFallbackCases{
     {"UnreachableWithoutData", false, {}, {}, {"9:1:0:0"}, {}},
 };
 
-class SmartFallback : public SmartEvaluation, public testing::WithParamInterface<FallbackCase>
-{
-};
+using SmartFallback = WithCases<SmartEvaluation, FallbackCase>;
 
 TEST_P(SmartFallback, Row)
 {
@@ -258,8 +254,7 @@ TEST_P(SmartFallback, Row)
     EXPECT_THAT(LevelAndText(m_host), ElementsAreArray(GetParam().log));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, SmartFallback, testing::ValuesIn(kFallbackCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, SmartFallback, testing::ValuesIn(kFallbackCases), kCaseName);
 
 TEST_F(SmartEvaluation, ControllerTemperatureBelowZeroIsAdvisory)
 {

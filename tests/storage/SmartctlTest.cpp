@@ -1,5 +1,6 @@
 #include "storage/Smartctl.h"
 
+#include "tests/support/Cases.h"
 #include "tests/support/FakeHost.h"
 
 #include <gmock/gmock.h>
@@ -56,9 +57,7 @@ constexpr auto kStatusCases = std::to_array<StatusCase>({
     {"OpenFailed", 0x0A, "smartctl device open failed - one - two", "", false},
 });
 
-class SmartctlStatus : public testing::TestWithParam<StatusCase>
-{
-};
+using SmartctlStatus = testing::TestWithParam<StatusCase>;
 
 TEST_P(SmartctlStatus, IsReadFromTheDocument)
 {
@@ -75,8 +74,7 @@ TEST_P(SmartctlStatus, IsReadFromTheDocument)
     EXPECT_EQ(info.model, info.error.empty() ? "EXAMPLE" : "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases), kCaseName);
 
 TEST(Smartctl, OutputWithoutStatusIsAnError)
 {

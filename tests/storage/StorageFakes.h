@@ -1,12 +1,8 @@
-// What the disk tests share: printed elements, log lines with their level, smartctl's command lines and
-// reports, and a controller that answers from fields.
+// What the disk tests share: smartctl's command lines and reports, and a controller that answers from fields.
 #pragma once
 
-#include "frame/Xml.h"
 #include "storage/Disk.h"
-#include "tests/support/FakeHost.h"
-
-#include <tinyxml.h>
+#include "tests/support/HostTexts.h"
 
 #include <cstdint>
 #include <map>
@@ -15,29 +11,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-// Empty for null.
-inline std::string Print(const TiXmlElement* element)
-{
-    if (element == nullptr)
-    {
-        return {};
-    }
-    CXmlDocument document;
-    document.Tree().InsertEndChild(*element);
-    return PrintCompact(document);
-}
-
-// "50 text"
-inline std::vector<std::string> LevelAndText(const CFakeHost& host)
-{
-    std::vector<std::string> lines;
-    for (const CFakeHost::LogLine& line : host.Told().log)
-    {
-        lines.push_back(std::to_string(line.level) + " " + line.text);
-    }
-    return lines;
-}
 
 inline CFakeHost::Arguments ScanCommand()
 {
