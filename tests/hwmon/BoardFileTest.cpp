@@ -15,37 +15,41 @@ CXmlDocument Parsed(const std::string& text)
     return document;
 }
 
+// The definition of a sensor with these attributes.
+SensorDef Sensor(const std::string& attributes)
+{
+    const CXmlDocument file = Parsed("<x>" + SensorXml(1000, 0, 0, "1", attributes) + "</x>");
+    return ReadSensorDefinitions(*file.Root()).at(0);
+}
+
 struct NameCase
 {
-    const char* name;
     const char* pattern;
     const char* model;
     bool fits;
 };
 
-using BoardNames = testing::TestWithParam<NameCase>;
-
-TEST_P(BoardNames, Fit)
+TEST(BoardFile, NamesArePatternsOrLists)
 {
-    const CXmlDocument file =
-        Parsed("<x><Motherboard Chip=\"40992\" Name=\"" + std::string(GetParam().pattern) + "\"/></x>");
-    EXPECT_EQ(FindBoardElement(file, 0xA020, GetParam().model) != nullptr, GetParam().fits);
+    for (const NameCase& row : std::to_array<NameCase>({
+             {"BRD-100|BRD-200", "brd-200", true},
+             {"brd-100|BRD-200", "BRD-100", true},
+             {"BRD-[0-9]+", "brd-17", true},
+             {"BRD", "BRD-100", false}, // the whole model only
+             {"Board A, Board B", "board b", true},
+             {"BRD", "", true},
+             {"Board (rev", "board (rev", true}, // no expression
+             {"Board (rev", "board rev", false},
+             {"*brd", "brd", true}, // nothing to repeat: a list
+             {"*[0-9]", "7", false},
+             {"A.B", "AxB", true},
+         }))
+    {
+        const CXmlDocument file =
+            Parsed("<x><Motherboard Chip=\"40992\" Name=\"" + std::string(row.pattern) + "\"/></x>");
+        EXPECT_EQ(FindBoardElement(file, 0xA020, row.model) != nullptr, row.fits) << row.pattern << row.model;
+    }
 }
-
-constexpr auto kNameCases = std::to_array<NameCase>({
-    {"Alternative", "BRD-100|BRD-200", "brd-200", true},
-    {"FirstAlternative", "brd-100|BRD-200", "BRD-100", true},
-    {"Class", "BRD-[0-9]+", "brd-17", true},
-    {"WholeModelOnly", "BRD", "BRD-100", false},
-    {"List", "Board A, Board B", "board b", true},
-    {"EmptyModel", "BRD", "", true},
-    {"InvalidExpression", "Board (rev", "board (rev", true},
-    {"InvalidExpressionElsewhere", "Board (rev", "board rev", false},
-    {"NothingToRepeat", "*brd", "brd", true}, // as a list
-    {"NothingToRepeatElsewhere", "*[0-9]", "7", false},
-    {"ExpressionCharactersInAList", "A.B", "AxB", true},
-});
-INSTANTIATE_TEST_SUITE_P(Cases, BoardNames, testing::ValuesIn(kNameCases), kCaseName);
 
 TEST(BoardFile, TheFirstBoardOfTheChipWins)
 {
@@ -64,53 +68,35 @@ TEST(BoardFile, TheFirstBoardOfTheChipWins)
         << "a file with an error";
 }
 
-struct HexCase
+TEST(BoardFile, RegistersAndIgnoredReadingsAreHexadecimal)
 {
-    const char* name;
-    const char* text;
-    std::int64_t value; // -1: absent
-};
-
-using HexTexts = testing::TestWithParam<HexCase>;
-
-TEST_P(HexTexts, AreRead)
-{
-    const std::string more =
-        "Register=\"" + std::string(GetParam().text) + "\" Ignore=\"" + GetParam().text + "\"";
-    const CXmlDocument file = Parsed("<x>" + SensorXml(1000, 0, 0, "1", more) + "</x>");
-    const std::vector<SensorDef> sensors = ReadSensorDefinitions(*file.Root());
-    ASSERT_EQ(sensors.size(), 1U);
-    const std::optional<std::uint32_t>& value = sensors.front().firstRegister;
-    EXPECT_EQ(value ? std::int64_t{*value} : -1, GetParam().value);
-    EXPECT_EQ(value, sensors.front().ignore);
+    for (const auto& [text, value] : {std::pair("0x2A", std::optional(0x2AU)),
+                                      {"0X2a", 0x2A},
+                                      {"62b", 0x62B},
+                                      {" 1F", 0x1F},
+                                      {"10", 0x10},
+                                      {"1Fxyz", 0x1F},
+                                      {"ffffffff", 0xFFFFFFFF},
+                                      {"100000000", std::nullopt},
+                                      {"zz", std::nullopt},
+                                      {"", std::nullopt},
+                                      {"0x", std::nullopt},
+                                      {"-1", std::nullopt}})
+    {
+        const std::string quoted = "=\"" + std::string(text) + "\"";
+        const SensorDef sensor = Sensor("Register" + quoted + " Ignore" + quoted);
+        EXPECT_EQ(sensor.firstRegister, value) << text;
+        EXPECT_EQ(sensor.ignore, value) << text;
+    }
 }
-
-constexpr auto kHexCases = std::to_array<HexCase>({
-    {"Prefix", "0x2A", 0x2A},
-    {"UpperPrefix", "0X2a", 0x2A},
-    {"None", "62b", 0x62B},
-    {"Blank", " 1F", 0x1F},
-    {"Digits", "10", 0x10},
-    {"MoreBehind", "1Fxyz", 0x1F},
-    {"Largest", "ffffffff", 0xFFFFFFFF},
-    {"TooLarge", "100000000", -1},
-    {"Text", "zz", -1},
-    {"Empty", "", -1},
-    {"OnlyPrefix", "0x", -1},
-    {"Negative", "-1", -1},
-});
-INSTANTIATE_TEST_SUITE_P(Cases, HexTexts, testing::ValuesIn(kHexCases), kCaseName);
 
 TEST(BoardFile, WidthsAreCountsOfRegisters)
 {
     for (const auto& [text, width] :
          {std::pair("0", 0), {"2", 2}, {"256", 256}, {"257", -1}, {"-1", -1}, {"a", -1}})
     {
-        const CXmlDocument file =
-            Parsed("<x>" + SensorXml(1000, 0, 0, "1", "Width=\"" + std::string(text) + "\"") + "</x>");
-        const std::vector<SensorDef> sensors = ReadSensorDefinitions(*file.Root());
-        ASSERT_EQ(sensors.size(), 1U);
-        EXPECT_EQ(sensors.front().width ? static_cast<int>(*sensors.front().width) : -1, width) << text;
+        const SensorDef sensor = Sensor("Width=\"" + std::string(text) + "\"");
+        EXPECT_EQ(sensor.width ? static_cast<int>(*sensor.width) : -1, width) << text;
     }
 }
 

@@ -1,36 +1,30 @@
 #include "tests/hwmon/ChipRig.h"
 
+#include "frame/Text.h"
+#include "tests/support/HostTexts.h"
+
 #include <tinyxml.h>
 
-#include <stdexcept>
+#include <map>
 
 FakeChipWiring WiringOf(Chip chip)
 {
-    FakeChipWiring wiring;
-    switch (chip)
+    static const FakeChipWiring kIte{
+        .enter = {0x87, 0x01, 0x55, 0x55}, .exit = {0x02, 0x02}, .monitorDevice = 0x04, .bankSelect = 0};
+    const bool isIte = chip == Chip::It8612 || chip == Chip::It8728 || chip == Chip::It8772;
+    FakeChipWiring wiring = isIte ? kIte : FakeChipWiring{};
+    static const std::map<Chip, std::uint16_t> kIds{
+        {Chip::Fintek, 0x1502},  {Chip::It8612, 0x8613},  {Chip::It8728, 0x8728},  {Chip::It8772, 0x8772},
+        {Chip::W83627, 0xA023},  {Chip::W83677, 0xB473},  {Chip::Nct6776, 0xC334}, {Chip::Nct5573, 0xC334},
+        {Chip::Nct6791, 0xC803}, {Chip::Nct5525, 0xD2B1},
+    };
+    wiring.rawId = kIds.at(chip);
+    if (chip == Chip::Fintek)
     {
-    case Chip::Fintek:
-        return {.rawId = 0x1502, .monitorDevice = 0x04, .bankSelect = 0};
-    case Chip::It8612:
-    case Chip::It8728:
-    case Chip::It8772:
-        wiring = {
-            .enter = {0x87, 0x01, 0x55, 0x55}, .exit = {0x02, 0x02}, .monitorDevice = 0x04, .bankSelect = 0};
-        wiring.rawId = chip == Chip::It8612 ? 0x8613 : chip == Chip::It8728 ? 0x8728 : 0x8772;
-        return wiring;
-    case Chip::W83627:
-        return {.rawId = 0xA023};
-    case Chip::W83677:
-        return {.rawId = 0xB473};
-    case Chip::Nct6776:
-    case Chip::Nct5573:
-        return {.rawId = 0xC334};
-    case Chip::Nct6791:
-        return {.rawId = 0xC803};
-    case Chip::Nct5525:
-        return {.rawId = 0xD2B1};
+        wiring.monitorDevice = 0x04;
+        wiring.bankSelect = 0;
     }
-    throw std::logic_error("no such chip");
+    return wiring;
 }
 
 void ChipRig::Make(Chip chip)
@@ -98,11 +92,7 @@ std::string ChipRig::Value(int id)
 
 std::string ChipRig::Logged()
 {
-    std::string lines;
-    for (const CFakeHost::LogLine& line : m_host.Told().log)
-    {
-        lines += (lines.empty() ? "" : "\n") + std::to_string(line.level) + " " + line.text;
-    }
+    const std::string lines = Join(LevelAndText(m_host), "\n");
     m_host.Forget();
     return lines;
 }

@@ -32,28 +32,13 @@ rlimit CoreLimit()
     return limit;
 }
 
-// Limits belong to the process: they are put back as they were.
-class CCoreLimitRestore
-{
-public:
-    CCoreLimitRestore() : m_before(CoreLimit()) {}
-    ~CCoreLimitRestore() { EXPECT_EQ(setrlimit(RLIMIT_CORE, &m_before), 0); }
-    CCoreLimitRestore(const CCoreLimitRestore&) = delete;
-    CCoreLimitRestore& operator=(const CCoreLimitRestore&) = delete;
-
-    [[nodiscard]] bool IsHardUnlimited() const { return m_before.rlim_max == RLIM_INFINITY; }
-
-private:
-    const rlimit m_before;
-};
-
 // An empty working directory, a script that succeeds, a soft limit that is neither of the two that are set.
 class CoreDumps : public testing::Test
 {
 protected:
     static constexpr rlim_t kOther = 4096;
 
-    CCoreLimitRestore m_restore;
+    const rlimit m_before = CoreLimit(); // limits belong to the process: they are put back as they were
     CTempDir m_dir;
     CWorkingDirectory m_inside{m_dir.Path()};
     CFakeHost m_host;
@@ -61,42 +46,40 @@ protected:
 
     void SetUp() override
     {
-        if (!m_restore.IsHardUnlimited())
+        if (m_before.rlim_max != RLIM_INFINITY)
         {
             GTEST_SKIP() << "the hard core-size limit is finite here";
         }
         const rlimit start{.rlim_cur = kOther, .rlim_max = RLIM_INFINITY};
         ASSERT_EQ(setrlimit(RLIMIT_CORE, &start), 0);
     }
+    void TearDown() override { EXPECT_EQ(setrlimit(RLIMIT_CORE, &m_before), 0); }
 
     void Mark() const { m_dir.Write(kMarker, ""); }
     void Unmark() const { std::filesystem::remove(m_dir.File(kMarker)); }
-
-    void Succeed()
-    {
-        m_host.OnProgram(kEnable, {});
-        m_host.OnProgram(kDisable, {});
-    }
 };
 } // namespace
 
-TEST_F(CoreDumps, WithoutMarkerNothingIsRun)
+TEST_F(CoreDumps, FollowTheMarker)
 {
-    Succeed();
+    m_host.OnProgram(kEnable, {});
+    m_host.OnProgram(kDisable, {});
     m_switch.UpdateCoreDumps();
     m_switch.UpdateCoreDumps();
     EXPECT_THAT(m_host.Programs(), IsEmpty());
     EXPECT_THAT(m_host.LogTexts(), IsEmpty());
     EXPECT_EQ(CoreLimit().rlim_cur, kOther);
-}
-
-TEST_F(CoreDumps, FollowTheMarker)
-{
-    Succeed();
-    for (int round = 0; round < 2; ++round)
+    for (int round = 0; round < 3; ++round)
     {
         m_host.Forget();
-        Mark();
+        if (round == 2) // any kind of file is a marker
+        {
+            std::filesystem::create_directory(m_dir.File(kMarker));
+        }
+        else
+        {
+            Mark();
+        }
         m_switch.UpdateCoreDumps();
         m_switch.UpdateCoreDumps(); // established: no second run
         EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
@@ -113,14 +96,6 @@ TEST_F(CoreDumps, FollowTheMarker)
         EXPECT_EQ(CoreLimit().rlim_max, RLIM_INFINITY);
         EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre("COREDUMPS: disabled core dumps."));
     }
-}
-
-TEST_F(CoreDumps, AnyKindOfFileIsAMarker)
-{
-    Succeed();
-    std::filesystem::create_directory(m_dir.File(kMarker));
-    m_switch.UpdateCoreDumps();
-    EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
 }
 
 struct FailureCase

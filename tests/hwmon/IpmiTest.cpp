@@ -3,6 +3,7 @@
 #include "frame/Log.h"
 #include "tests/support/Cases.h"
 #include "tests/support/FakeHost.h"
+#include "tests/support/KernelWait.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TempDir.h"
 
@@ -11,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -20,10 +22,8 @@ using testing::IsEmpty;
 namespace
 {
 constexpr const char* kGood = "CPU Temp,45,degrees C,ok\n12V,12.096,Volts,ok\nFAN1,5400,RPM,ok\n";
-constexpr int kTimeSec = 1'700'000'000;
 
 const CFakeHost::Arguments kCommand = {"ipmitool", "-c", "sdr"};
-const std::string kNone;
 
 // The readings as "name|value|unit|state;", and whether the report is complete.
 std::string Parsed(int exitCode, const std::string& output)
@@ -82,44 +82,50 @@ using IpmiParser = testing::TestWithParam<ParserCase>;
 class IpmiMonitoring : public testing::Test
 {
 protected:
-    CFakeHost m_host;
-    CManualClock m_clock{kTimeSec};
-    CTempDir m_dir;
-    const std::string m_file = m_dir.File("ipmi.xml");
-
     // One poll with this answer. What the host was told before it is forgotten.
-    void PollAnswer(IpmiMonitor& monitor, const CFakeHost::Answer& answer)
+    void PollAnswer(const CFakeHost::Answer& answer)
     {
         m_host.OnProgram(kCommand, answer);
         m_host.Forget();
-        monitor.Poll(m_clock);
+        m_monitor.Poll(m_clock);
     }
+    void Poll(const std::string& output) { PollAnswer({.output = output}); }
 
-    void Poll(IpmiMonitor& monitor, const std::string& output) { PollAnswer(monitor, {.output = output}); }
-
-    [[nodiscard]] std::vector<std::string> Documents(MessageCategory category) const
+    [[nodiscard]] std::vector<std::string> Full() const
     {
-        std::vector<std::string> texts;
-        for (const auto& document : m_host.Documents())
-        {
-            if (document.category == static_cast<std::uint64_t>(category))
-            {
-                texts.push_back(document.text);
-            }
-        }
-        return texts;
+        return DocumentTexts(m_host, MessageCategory::ConfigDocument);
     }
-
-    [[nodiscard]] std::vector<std::string> Full() const { return Documents(MessageCategory::ConfigDocument); }
     [[nodiscard]] std::vector<std::string> Changes() const
     {
-        return Documents(MessageCategory::StatusDocument);
+        return DocumentTexts(m_host, MessageCategory::StatusDocument);
     }
+
+    CFakeHost m_host;
+    CManualClock m_clock{1'700'000'000};
+    CTempDir m_dir;
+    const std::string m_file = m_dir.File("ipmi.xml");
+    IpmiMonitor m_monitor{m_file};
 };
+
+// Beginnings of log lines and elements.
+const std::string kCpuLine = "IPMI: type[Temperature] id[2001] name[CPU Temp] value";
+const std::string kFanLine = "IPMI: type[FanSpeed] id[3001] name[FAN1] value";
+const std::string kCpu = R"(<Temperature ID="2001" Label="CPU Temp)";
+const std::string kFan = R"(<FanSpeed ID="3001" Label="FAN1)";
+
+// Ends of elements.
+const std::string kNews = " />";
+const std::string kCleared = R"( Alarm="0" Time="1700000000" />)";
+const std::string kRaised = R"( Alarm="1" Time="1700000000" />)";
+
+std::string Element(const std::string& begin, const std::string& state, int value, const std::string& end)
+{
+    return begin + " (" + state + ")\" Value=\"" + std::to_string(value) + "\"" + end;
+}
 
 std::string ChangeDocument(const std::string& elements)
 {
-    return "<?xml ?><zDVR><Sensors ID=\"3604480\">" + elements + "</Sensors></zDVR>";
+    return R"(<?xml ?><zDVR><Sensors ID="3604480">)" + elements + "</Sensors></zDVR>";
 }
 
 std::string ModeLine(const std::string& mode)
@@ -135,7 +141,7 @@ TEST_P(IpmiParser, GivesTheReadings)
 
 INSTANTIATE_TEST_SUITE_P(Cases, IpmiParser, testing::ValuesIn(kParserCases), kCaseName);
 
-TEST(IpmiParserLimits, ALongLineIsNeitherCutNorFatal)
+TEST(IpmiParserLimits, ALongLineIsNeitherCutNorFatalAndNulIsText)
 {
     const std::string name(300'000, 'x');
     EXPECT_TRUE(Parsed(0, name + ",1,RPM,ok") == name + "|1|RPM|ok; complete");
@@ -146,10 +152,6 @@ TEST(IpmiParserLimits, ALongLineIsNeitherCutNorFatal)
     }
     EXPECT_TRUE(Parsed(0, commas + ",,,") == commas.substr(0, commas.size() - 3) + "|1|,|,; complete");
     EXPECT_EQ(Parsed(0, std::string(300'000, ',')), " incomplete");
-}
-
-TEST(IpmiParserLimits, NulIsText)
-{
     EXPECT_EQ(Parsed(0, std::string("A\0B,1,RPM,ok", 12)), std::string("A\0B", 3) + "|1|RPM|ok; complete");
 }
 
@@ -179,9 +181,8 @@ TEST(IpmiSensorLimit, SensorsBeyondItAreIgnored)
 
 TEST_F(IpmiMonitoring, DiscoverySendsSavesAndReportsEverySensor)
 {
-    IpmiMonitor monitor(m_file);
     EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre(ModeLine("enabled")));
-    Poll(monitor, "FAN1,5400,RPM,ok\nCPU Temp,45,degrees C,ok\nOdd \"<&>,7,degrees C,cr\n12V,12,Volts,ok\n");
+    Poll("FAN1,5400,RPM,ok\nCPU Temp,45,degrees C,ok\nOdd \"<&>,7,degrees C,cr\n12V,12,Volts,ok\n");
 
     EXPECT_THAT(m_host.Programs(), ElementsAre(kCommand));
     EXPECT_THAT(
@@ -190,55 +191,35 @@ TEST_F(IpmiMonitoring, DiscoverySendsSavesAndReportsEverySensor)
             "IPMI: discovered type[FanSpeed] id[3001] name[FAN1] value[5400] state[ok] alarmed[0]",
             "IPMI: discovered type[Temperature] id[2001] name[CPU Temp] value[45] state[ok] alarmed[0]",
             "IPMI: discovered type[Temperature] id[2002] name[Odd \"<&>] value[7] state[cr] alarmed[1]"));
-    EXPECT_THAT(
-        Full(),
-        ElementsAre("<?xml ?><zDVR Delta=\"0\"><Sensors ID=\"3604480\" Enabled=\"1\" Status=\"0\">"
-                    "<Temperature ID=\"2001\" Label=\"CPU Temp (ok)\" Value=\"45\" Type=\"2\" Max=\"-1\" "
-                    "Min=\"-1\" />"
-                    "<Temperature ID=\"2002\" Label='Odd &quot;&lt;&amp;&gt; (cr)' Value=\"7\" Type=\"2\" "
-                    "Max=\"-1\" Min=\"-1\" />"
-                    "<FanSpeed ID=\"3001\" Label=\"FAN1 (ok)\" Value=\"5400\" Type=\"3\" Max=\"-1\" "
-                    "Min=\"-1\" /></Sensors></zDVR>"));
-    EXPECT_THAT(
-        Changes(),
-        ElementsAre(ChangeDocument(
-            "<Temperature ID=\"2001\" Label=\"CPU Temp (ok)\" Value=\"45\" Alarm=\"0\" "
-            "Time=\"1700000000\" />"
-            "<Temperature ID=\"2002\" Label='Odd &quot;&lt;&amp;&gt; (cr)' Value=\"7\" Alarm=\"1\" "
-            "Time=\"1700000000\" />"
-            "<FanSpeed ID=\"3001\" Label=\"FAN1 (ok)\" Value=\"5400\" Alarm=\"0\" Time=\"1700000000\" />")));
+    const auto elements = [](const std::string& cpu, const std::string& odd, const std::string& fan,
+                             const std::string& before, const std::string& after)
+    {
+        return before + Element(kCpu, "ok", 45, cpu) + after + before +
+               R"(<Temperature ID="2002" Label='Odd &quot;&lt;&amp;&gt; (cr)' Value="7")" + odd + after +
+               before + Element(kFan, "ok", 5400, fan) + after;
+    };
+    const std::string temperature = R"( Type="2" Max="-1" Min="-1" />)";
+    const std::string fan = R"( Type="3" Max="-1" Min="-1" />)";
+    const std::string sensors = R"(<Sensors ID="3604480" Enabled="1" Status="0">)";
+    EXPECT_THAT(Full(), ElementsAre(R"(<?xml ?><zDVR Delta="0">)" + sensors +
+                                    elements(temperature, temperature, fan, "", "") + "</Sensors></zDVR>"));
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(elements(kCleared, kRaised, kCleared, "", ""))));
     ASSERT_EQ(m_host.Documents().size(), 2U);
-    EXPECT_EQ(m_host.Documents().front().category,
-              static_cast<std::uint64_t>(MessageCategory::ConfigDocument)); // the host knows a sensor first
-    EXPECT_EQ(m_dir.Read("ipmi.xml"),
-              "<?xml ?>\n<zDVR Delta=\"0\">\n"
-              "    <Sensors ID=\"3604480\" Enabled=\"1\" Status=\"0\">\n"
-              "        <Temperature ID=\"2001\" Label=\"CPU Temp (ok)\" Value=\"45\" Type=\"2\" Max=\"-1\" "
-              "Min=\"-1\" />\n"
-              "        <Temperature ID=\"2002\" Label='Odd &quot;&lt;&amp;&gt; (cr)' Value=\"7\" "
-              "Type=\"2\" Max=\"-1\" Min=\"-1\" />\n"
-              "        <FanSpeed ID=\"3001\" Label=\"FAN1 (ok)\" Value=\"5400\" Type=\"3\" Max=\"-1\" "
-              "Min=\"-1\" />\n"
-              "    </Sensors>\n</zDVR>\n");
+    EXPECT_EQ(m_host.Documents().front().text, Full().front()) << "the host knows a sensor first";
+    EXPECT_EQ(m_dir.Read("ipmi.xml"), "<?xml ?>\n<zDVR Delta=\"0\">\n    " + sensors + "\n" +
+                                          elements(temperature, temperature, fan, "        ", "\n") +
+                                          "    </Sensors>\n</zDVR>\n");
 }
 
-TEST_F(IpmiMonitoring, NothingNewMeansNoDocument)
+TEST_F(IpmiMonitoring, OnlyAChangedValueIsReportedWithoutAlarm)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
-    Poll(monitor, kGood);
+    Poll(kGood);
+    Poll(kGood);
     EXPECT_THAT(m_host.Documents(), IsEmpty());
     EXPECT_THAT(m_host.LogTexts(), IsEmpty());
-}
-
-TEST_F(IpmiMonitoring, AChangedValueIsReportedWithoutAlarm)
-{
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
-    Poll(monitor, "CPU Temp,47,degrees C,ok\nFAN1,5400,RPM,ok");
+    Poll("CPU Temp,47,degrees C,ok\nFAN1,5400,RPM,ok");
     EXPECT_THAT(Full(), IsEmpty());
-    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(
-                               "<Temperature ID=\"2001\" Label=\"CPU Temp (ok)\" Value=\"47\" />")));
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(Element(kCpu, "ok", 47, kNews))));
     EXPECT_THAT(m_host.LogTexts(LogDebug),
                 ElementsAre("IPMI: DEBUG UPDATE type[Temperature] id[2001] name[CPU Temp] value[47] "
                             "state[ok] alarmed[0]"));
@@ -247,134 +228,105 @@ TEST_F(IpmiMonitoring, AChangedValueIsReportedWithoutAlarm)
 
 TEST_F(IpmiMonitoring, AlarmsComeAndGoWithTheState)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
+    Poll(kGood);
     m_clock.SetUtc(5'000'000'000); // beyond 32 bits
-    Poll(monitor, "CPU Temp,90,degrees C,cr\nFAN1,5400,RPM,ok");
-    EXPECT_THAT(m_host.LogTexts(), ElementsAre("IPMI: type[Temperature] id[2001] name[CPU Temp] value[90] "
-                                               "state[cr] alarmed[1]"));
+    Poll("CPU Temp,90,degrees C,cr\nFAN1,5400,RPM,ok");
+    EXPECT_THAT(m_host.LogTexts(), ElementsAre(kCpuLine + "[90] state[cr] alarmed[1]"));
     EXPECT_THAT(Changes(),
-                ElementsAre(ChangeDocument("<Temperature ID=\"2001\" Label=\"CPU Temp (cr)\" Value=\"90\" "
-                                           "Alarm=\"1\" Time=\"5000000000\" />")));
+                ElementsAre(ChangeDocument(Element(kCpu, "cr", 90, R"( Alarm="1" Time="5000000000" />)"))));
     // From one bad state to another is no event; "OK" is not the normal state.
-    Poll(monitor, "CPU Temp,90,degrees C,OK\nFAN1,5400,RPM,ok");
+    Poll("CPU Temp,90,degrees C,OK\nFAN1,5400,RPM,ok");
     EXPECT_THAT(m_host.LogTexts(LogWarning), IsEmpty());
-    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(
-                               "<Temperature ID=\"2001\" Label=\"CPU Temp (OK)\" Value=\"90\" />")));
-    Poll(monitor, kGood);
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(Element(kCpu, "OK", 90, kNews))));
+    Poll(kGood);
     EXPECT_THAT(Changes(),
-                ElementsAre(ChangeDocument("<Temperature ID=\"2001\" Label=\"CPU Temp (ok)\" Value=\"45\" "
-                                           "Alarm=\"0\" Time=\"5000000000\" />")));
+                ElementsAre(ChangeDocument(Element(kCpu, "ok", 45, R"( Alarm="0" Time="5000000000" />)"))));
 }
 
 TEST_F(IpmiMonitoring, TwoLinesOfOneNameAreOneSensor)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, "CPU Temp,45,degrees C,ok\nCPU Temp,46,degrees C,ok\n");
+    Poll("CPU Temp,45,degrees C,ok\nCPU Temp,46,degrees C,ok\n");
     // The second line is no event, but what the first one was is still to be told.
-    const std::string element = "<Temperature ID=\"2001\" Label=\"CPU Temp (";
-    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(
-                               element + "ok)\" Value=\"46\" Alarm=\"0\" Time=\"1700000000\" />")));
-    Poll(monitor, "CPU Temp,91,degrees C,cr\nCPU Temp,91,degrees C,cr\n");
-    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(
-                               element + "cr)\" Value=\"91\" Alarm=\"1\" Time=\"1700000000\" />")));
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(Element(kCpu, "ok", 46, kCleared))));
+    Poll("CPU Temp,91,degrees C,cr\nCPU Temp,91,degrees C,cr\n");
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(Element(kCpu, "cr", 91, kRaised))));
     // The name under the other unit is another sensor.
-    Poll(monitor, "CPU Temp,91,degrees C,cr\nCPU Temp,100,RPM,ok\n");
+    Poll("CPU Temp,91,degrees C,cr\nCPU Temp,100,RPM,ok\n");
     EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(
-                               "<FanSpeed ID=\"3001\" Label=\"CPU Temp (ok)\" Value=\"100\" Alarm=\"0\" "
-                               "Time=\"1700000000\" />")));
+                               Element(R"(<FanSpeed ID="3001" Label="CPU Temp)", "ok", 100, kCleared))));
 }
 
 TEST_F(IpmiMonitoring, ASensorThatIsNotReportedIsMissing)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
+    Poll(kGood);
     // No value in the middle of a good report: the others stay as they are.
-    Poll(monitor, "CPU Temp,,,ns\nFAN1,5400,RPM,ok\nFAN2,100,RPM,ok");
+    Poll("CPU Temp,,,ns\nFAN1,5400,RPM,ok\nFAN2,100,RPM,ok");
     EXPECT_THAT(
         m_host.LogTexts(),
         ElementsAre("IPMI: discovered type[FanSpeed] id[3002] name[FAN2] value[100] state[ok] alarmed[0]",
-                    "IPMI: type[Temperature] id[2001] name[CPU Temp] value[45] state[missing] alarmed[1]"));
-    EXPECT_THAT(Changes(),
-                ElementsAre(ChangeDocument(
-                    "<Temperature ID=\"2001\" Label=\"CPU Temp (missing)\" Value=\"45\" Alarm=\"1\" "
-                    "Time=\"1700000000\" />"
-                    "<FanSpeed ID=\"3002\" Label=\"FAN2 (ok)\" Value=\"100\" Alarm=\"0\" "
-                    "Time=\"1700000000\" />")));
+                    kCpuLine + "[45] state[missing] alarmed[1]"));
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(
+                               Element(kCpu, "missing", 45, kRaised) +
+                               Element(R"(<FanSpeed ID="3002" Label="FAN2)", "ok", 100, kCleared))));
     EXPECT_EQ(Full().size(), 1U); // FAN2 is new
     // It keeps its identifier for the day it comes back.
-    Poll(monitor, "CPU Temp,50,degrees C,ok\nFAN1,5400,RPM,ok\nFAN2,100,RPM,ok");
-    EXPECT_THAT(Changes(),
-                ElementsAre(ChangeDocument("<Temperature ID=\"2001\" Label=\"CPU Temp (ok)\" Value=\"50\" "
-                                           "Alarm=\"0\" Time=\"1700000000\" />")));
+    Poll("CPU Temp,50,degrees C,ok\nFAN1,5400,RPM,ok\nFAN2,100,RPM,ok");
+    EXPECT_THAT(Changes(), ElementsAre(ChangeDocument(Element(kCpu, "ok", 50, kCleared))));
     EXPECT_THAT(Full(), IsEmpty());
 }
 
 TEST_F(IpmiMonitoring, ADiscreteLastLineMakesEverySensorMissingOnEachPoll)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
+    Poll(kGood);
     const std::string output = "CPU Temp,46,degrees C,ok\nFAN1,5400,RPM,ok\nChassis,0Bh,ok,23.1,\n";
-    Poll(monitor, output);
-    EXPECT_THAT(m_host.LogTexts(LogWarning),
-                ElementsAre("IPMI: type[Temperature] id[2001] name[CPU Temp] value[46] state[missing] "
-                            "alarmed[1]",
-                            "IPMI: type[FanSpeed] id[3001] name[FAN1] value[5400] state[missing] "
-                            "alarmed[1]"));
+    Poll(output);
+    EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre(kCpuLine + "[46] state[missing] alarmed[1]",
+                                                         kFanLine + "[5400] state[missing] alarmed[1]"));
     const std::string both =
-        ChangeDocument("<Temperature ID=\"2001\" Label=\"CPU Temp (missing)\" Value=\"46\" "
-                       "Alarm=\"1\" Time=\"1700000000\" />"
-                       "<FanSpeed ID=\"3001\" Label=\"FAN1 (missing)\" Value=\"5400\" "
-                       "Alarm=\"1\" Time=\"1700000000\" />");
+        ChangeDocument(Element(kCpu, "missing", 46, kRaised) + Element(kFan, "missing", 5400, kRaised));
     EXPECT_THAT(Changes(), ElementsAre(both));
     // The good lines are applied first each time, so each poll clears the alarms and raises them again.
-    Poll(monitor, output);
+    Poll(output);
     EXPECT_EQ(m_host.LogTexts(LogWarning).size(), 4U);
     EXPECT_THAT(Changes(), ElementsAre(both));
 }
 
 TEST_F(IpmiMonitoring, AFailingToolIsSaidOnceAndItsSensorsAreMissing)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
-    PollAnswer(monitor, {.errorOutput = "Could not open device\n", .exitCode = 1});
+    Poll(kGood);
+    PollAnswer({.errorOutput = "Could not open device\n", .exitCode = 1});
     EXPECT_THAT(m_host.LogTexts(LogWarning),
-                ElementsAre("IPMI: ipmitool error 1",
-                            "IPMI: type[Temperature] id[2001] name[CPU Temp] value[45] state[missing] "
-                            "alarmed[1]",
-                            "IPMI: type[FanSpeed] id[3001] name[FAN1] value[5400] state[missing] "
-                            "alarmed[1]"));
-    PollAnswer(monitor, {.signal = 9});
+                ElementsAre("IPMI: ipmitool error 1", kCpuLine + "[45] state[missing] alarmed[1]",
+                            kFanLine + "[5400] state[missing] alarmed[1]"));
+    PollAnswer({.signal = 9});
     EXPECT_THAT(m_host.LogTexts(), IsEmpty());
     EXPECT_THAT(Changes(), IsEmpty());
-    Poll(monitor, kGood);
+    Poll(kGood);
     ASSERT_EQ(m_host.LogTexts(LogWarning).size(), 3U);
     EXPECT_EQ(m_host.LogTexts(LogWarning).front(), "IPMI: ipmitool success");
-    PollAnswer(monitor, {.output = "CPU Temp,45,degrees C,ok\nFAN1,5400,RPM,ok", .signal = 9});
+    PollAnswer({.output = "CPU Temp,45,degrees C,ok\nFAN1,5400,RPM,ok", .signal = 9});
     ASSERT_EQ(m_host.LogTexts(LogWarning).size(), 3U); // the lines changed nothing, what follows them does
     EXPECT_EQ(m_host.LogTexts(LogWarning).front(), "IPMI: ipmitool error 2304");
 }
 
 TEST_F(IpmiMonitoring, WithoutAnySensorNothingIsSent)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, "12V,12,Volts,ok\n");
-    PollAnswer(monitor, {.exitCode = 1});
+    Poll("12V,12,Volts,ok\n");
+    PollAnswer({.exitCode = 1});
     EXPECT_THAT(m_host.Documents(), IsEmpty());
     EXPECT_FALSE(m_dir.Exists("ipmi.xml"));
 }
 
 TEST_F(IpmiMonitoring, AToolThatCannotBeStartedEndsItForGood)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, kGood);
-    PollAnswer(monitor, {.startError = ENOENT});
+    Poll(kGood);
+    PollAnswer({.startError = ENOENT});
     EXPECT_THAT(m_host.LogTexts(), ElementsAre(testing::StartsWith("Failure (No such file or directory) on"),
                                                "IPMI: ipmitool unavailable (No such file or directory)"));
-    Poll(monitor, kGood);
+    Poll(kGood);
     EXPECT_THAT(m_host.Programs(), IsEmpty());
     EXPECT_THAT(m_host.Documents(), IsEmpty());
-    EXPECT_TRUE(monitor.IsEnabled()); // the setting is another matter
+    EXPECT_TRUE(m_monitor.IsEnabled()); // the setting is another matter
 }
 
 struct EnabledCase
@@ -418,10 +370,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, IpmiSetting, testing::ValuesIn(kEnabledCases), k
 
 TEST_F(IpmiMonitoring, ItsOwnFileIsReadBackAndMayBeSwitchedOff)
 {
-    IpmiMonitor monitor(m_file);
-    Poll(monitor, "T\xB0\xC3,45,degrees C,\xE2\n"); // not UTF-8, a lead byte before the closing quote
+    Poll("T\xB0\xC3,45,degrees C,\xE2\n"); // not UTF-8, a lead byte before the closing quote
     ASSERT_TRUE(IpmiMonitor(m_file).IsEnabled());
-    std::string text = m_dir.Read("ipmi.xml").value_or(kNone);
+    std::string text = m_dir.Read("ipmi.xml").value_or("");
     const auto at = text.find("Enabled=\"1\"");
     ASSERT_NE(at, std::string::npos);
     EXPECT_NE(text.find("Label=\"T\xB0\xC3 (\xE2)\""), std::string::npos);
@@ -438,21 +389,22 @@ TEST(IpmiDocuments, TheFullOneTellsThatMonitoringIsOff)
 
 TEST_F(IpmiMonitoring, AFailedSaveChangesNothingElse)
 {
-    IpmiMonitor monitor(m_dir.File("no-such-directory/ipmi.xml"));
-    Poll(monitor, kGood);
+    std::filesystem::remove_all(m_dir.Path());
+    Poll(kGood);
     EXPECT_EQ(Full().size(), 1U);
     EXPECT_EQ(Changes().size(), 1U);
     EXPECT_EQ(m_host.LogTexts().size(), 2U); // the two discoveries
-    Poll(monitor, kGood);
+    Poll(kGood);
     EXPECT_THAT(m_host.Documents(), IsEmpty());
 }
 
 TEST_F(IpmiMonitoring, WithoutAFileNameNothingIsSaved)
 {
     const CWorkingDirectory inside(m_dir.Path());
+    m_host.OnProgram(kCommand, {.output = kGood});
     IpmiMonitor monitor("");
     EXPECT_TRUE(monitor.IsEnabled());
-    Poll(monitor, kGood);
+    monitor.Poll(m_clock);
     EXPECT_EQ(Full().size(), 1U);
     EXPECT_TRUE(std::filesystem::is_empty(m_dir.Path()));
 }

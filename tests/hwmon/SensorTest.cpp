@@ -1,21 +1,14 @@
 #include "hwmon/Sensor.h"
 
-#include "frame/Xml.h"
+#include "tests/support/HostTexts.h"
 
 #include <gtest/gtest.h>
-#include <tinyxml.h>
-
-#include <array>
 
 namespace
 {
 std::string Printed(SensorDef& sensor, bool full, bool suppressZero)
 {
-    CXmlDocument document;
-    AdoptChild(StartDocument(document), CreateSensorElement(sensor, full, suppressZero, 5'000'000'000));
-    const std::string text = PrintCompact(document);
-    const auto begin = text.find("<zDVR>");
-    return begin == std::string::npos ? "" : text.substr(begin + 6, text.find("</zDVR>") - begin - 6);
+    return Print(CreateSensorElement(sensor, full, suppressZero, 5'000'000'000).get());
 }
 
 SensorDef Sensor(int id)
@@ -31,19 +24,16 @@ SensorDef Sensor(int id)
 
 TEST(Sensor, TypesComeFromTheId)
 {
-    constexpr auto kTypes = std::to_array<std::pair<int, const char*>>({
-        {999, "Unknown"},
-        {1000, "Voltage"},
-        {1999, "Voltage"},
-        {2000, "Temperature"},
-        {2999, "Temperature"},
-        {3000, "FanSpeed"},
-        {3999, "FanSpeed"},
-        {4000, "Unknown"},
-        {-1500, "Unknown"},
-        {0, "Unknown"},
-    });
-    for (const auto& [id, name] : kTypes)
+    for (const auto& [id, name] : {std::pair(999, "Unknown"),
+                                   {1000, "Voltage"},
+                                   {1999, "Voltage"},
+                                   {2000, "Temperature"},
+                                   {2999, "Temperature"},
+                                   {3000, "FanSpeed"},
+                                   {3999, "FanSpeed"},
+                                   {4000, "Unknown"},
+                                   {-1500, "Unknown"},
+                                   {0, "Unknown"}})
     {
         EXPECT_STREQ(SensorTypeName(TypeOfSensorId(id)), name) << id;
     }

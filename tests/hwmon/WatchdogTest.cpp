@@ -151,20 +151,10 @@ INSTANTIATE_TEST_SUITE_P(Cases, RebootStatus, testing::ValuesIn(kRebootCases), k
 
 using Watchdog = ChipRig;
 
-TEST_F(Watchdog, AnUnknownBoardIsNotGuarded)
+TEST_F(Watchdog, AnUnknownBoardIsNotGuardedAndAKnownOneMayForbidIt)
 {
     Make(Chip::W83627);
-    m_chip->SetMotherboard("ACME", "B2");
     EXPECT_TRUE(m_chip->IsWatchdogAllowed());
-    EXPECT_FALSE(m_chip->StartWatchdog(40, BoardFile("")));
-    EXPECT_FALSE(m_chip->IsWatchdogAllowed());
-    EXPECT_EQ(m_ports->TakeRegisters(), "");
-    EXPECT_EQ(Logged(), "75 SENSORS: hwmconfig.xml disabled watchdog for unknown 'ACME' 'B2'");
-}
-
-TEST_F(Watchdog, TheBoardMayForbidIt)
-{
-    Make(Chip::W83627);
     EXPECT_FALSE(m_chip->StartWatchdog(40, BoardFile("", "Watchdog=\"0\"")));
     EXPECT_FALSE(m_chip->IsWatchdogAllowed());
     EXPECT_EQ(Logged(), "25 SENSORS: hwmconfig.xml disabled watchdog for 'ACME' 'B1'");
@@ -172,13 +162,14 @@ TEST_F(Watchdog, TheBoardMayForbidIt)
     EXPECT_EQ(m_ports->TakeRegisters(), "");
     EXPECT_TRUE(m_chip->StartWatchdog(40, BoardFile("", "Watchdog=\"2\"")));
     EXPECT_TRUE(m_chip->IsWatchdogAllowed());
-}
 
-TEST_F(Watchdog, TheStartIsTold)
-{
-    Make(Chip::W83627);
-    EXPECT_TRUE(m_chip->StartWatchdog(40, BoardFile("")));
-    EXPECT_EQ(Logged(), "25 SENSORS: Watchdog timer started successfully");
+    m_ports->TakeRegisters();
+    m_host.Forget();
+    m_chip->SetMotherboard("ACME", "B2");
+    EXPECT_FALSE(m_chip->StartWatchdog(40, BoardFile("")));
+    EXPECT_FALSE(m_chip->IsWatchdogAllowed());
+    EXPECT_EQ(m_ports->TakeRegisters(), "");
+    EXPECT_EQ(Logged(), "75 SENSORS: hwmconfig.xml disabled watchdog for unknown 'ACME' 'B2'");
 }
 
 TEST_F(Watchdog, PingsBeforeAndAfterUseTheirOwnTimeout)
