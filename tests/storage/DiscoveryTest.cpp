@@ -1,5 +1,6 @@
 #include "storage/Discovery.h"
 
+#include "frame/Text.h"
 #include "storage/SmartConfig.h"
 #include "tests/storage/StorageFakes.h"
 #include "tests/support/Cases.h"
@@ -67,90 +68,40 @@ protected:
 struct RuleCase
 {
     const char* name;
-    Device device;
-    bool full;
-    bool removable;
-    CFakeHost::Answer report; // exit code -1: must not be asked for
-    std::vector<std::string> lines;
+    const char* device; // and its type
+    const char* scan;   // "quick", "full", or "removable": a full one of a removable device
+    std::string report; // empty: must not be asked for
+    const char* lines;  // joined by line feeds
+    int exitCode = 0;
 };
 
-const CFakeHost::Answer kNotAsked{.exitCode = -1};
-
 const std::vector<RuleCase> kRuleCases{
-    {"RemovableComesBeforeTheType",
-     {"/dev/bus/0", "megaraid,8"},
-     true,
-     true,
-     kNotAsked,
-     {"50 SMARTCTL: ignore /dev/bus/0 (removable)"}},
-    {"PseudoDeviceComesBeforeNew",
-     {"/dev/bus/0", "megaraid,8"},
-     false,
-     false,
-     kNotAsked,
-     {"50 SMARTCTL: ignore /dev/bus/0 (LSI RAID pseudo-device)"}},
-    {"InvalidTypeComesBeforeNew",
-     {"/dev/sdb", "megaraid,8"},
-     false,
-     false,
-     kNotAsked,
-     {"50 SMARTCTL: ignore /dev/sdb (invalid disk type)"}},
-    {"NewInAQuickScan", {"/dev/sdb", "ata"}, false, false, kNotAsked, {"50 SMARTCTL: ignore /dev/sdb (new)"}},
-    {"FailedReportIsNotRepeated",
-     {"/dev/sdb", "ata"},
-     true,
-     false,
-     {.output = "no such %s", .exitCode = 2},
-     {"50 SMARTCTL: ignore /dev/sdb (smartctl error 2)", "0 no such %s"}},
-    {"ReportWithoutASerial",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = AtaReport("", kSpinUpRow)},
-     {"50 SMARTCTL: ignore /dev/sdb (empty model [TEST HDD] or serial [])"}},
-    {"VolumeOfLsiComesBeforeItsProduct",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = ScsiReport("xLSIx", "Virtual Disk")},
-     {"50 SMARTCTL: ignore /dev/sdb (LSI RAID volume - vendor [xLSIx] product [Virtual Disk])"}},
-    {"VolumeOfAvago",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = ScsiReport("AVAGO", "")},
-     {"50 SMARTCTL: ignore /dev/sdb (LSI RAID volume - vendor [AVAGO] product [])"}},
-    {"VolumeOfIntel",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = ScsiReport("Intel", "R")},
-     {"50 SMARTCTL: ignore /dev/sdb (LSI RAID volume - vendor [Intel] product [R])"}},
-    {"VirtualProduct",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = ScsiReport("V", "A VirtualDisk")},
-     {"50 SMARTCTL: ignore /dev/sdb (product [A VirtualDisk])"}},
-    {"VirtualProductInCapitals",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = ScsiReport("", "VIRTUAL-DISK")},
-     {"50 SMARTCTL: ignore /dev/sdb (product [VIRTUAL-DISK])"}},
-    {"WordsAreCaseSensitive",
-     {"/dev/sdb", "scsi"},
-     true,
-     false,
-     {.output = ScsiReport("lsi avago INTEL", "virtual")},
-     {"50 SMARTCTL: ignore /dev/sdb (SMART unsupported)"}},
-    {"NoAttributesAfterAWarning",
-     {"/dev/sdb", "ata"},
-     true,
-     false,
-     {.output = AtaReport("S1", "", "", 0x18)},
-     {"50 SMARTCTL: /dev/sdb get disk warnings: disk failing, curr SMART attrs <= thresh",
-      "50 SMARTCTL: ignore /dev/sdb (SMART unsupported)"}},
+    {"RemovableComesBeforeTheType", "/dev/bus/0 megaraid,8", "removable", "",
+     "50 SMARTCTL: ignore /dev/bus/0 (removable)"},
+    {"PseudoDeviceComesBeforeNew", "/dev/bus/0 megaraid,8", "quick", "",
+     "50 SMARTCTL: ignore /dev/bus/0 (LSI RAID pseudo-device)"},
+    {"InvalidTypeComesBeforeNew", "/dev/sdb megaraid,8", "quick", "",
+     "50 SMARTCTL: ignore /dev/sdb (invalid disk type)"},
+    {"NewInAQuickScan", "/dev/sdb ata", "quick", "", "50 SMARTCTL: ignore /dev/sdb (new)"},
+    {"FailedReportIsNotRepeated", "/dev/sdb ata", "full", "no such %s",
+     "50 SMARTCTL: ignore /dev/sdb (smartctl error 2)\n0 no such %s", 2},
+    {"ReportWithoutASerial", "/dev/sdb scsi", "full", AtaReport("", kSpinUpRow),
+     "50 SMARTCTL: ignore /dev/sdb (empty model [TEST HDD] or serial [])"},
+    {"VolumeOfLsiComesBeforeItsProduct", "/dev/sdb scsi", "full", ScsiReport("xLSIx", "Virtual Disk"),
+     "50 SMARTCTL: ignore /dev/sdb (LSI RAID volume - vendor [xLSIx] product [Virtual Disk])"},
+    {"VolumeOfAvago", "/dev/sdb scsi", "full", ScsiReport("AVAGO", ""),
+     "50 SMARTCTL: ignore /dev/sdb (LSI RAID volume - vendor [AVAGO] product [])"},
+    {"VolumeOfIntel", "/dev/sdb scsi", "full", ScsiReport("Intel", "R"),
+     "50 SMARTCTL: ignore /dev/sdb (LSI RAID volume - vendor [Intel] product [R])"},
+    {"VirtualProduct", "/dev/sdb scsi", "full", ScsiReport("V", "A VirtualDisk"),
+     "50 SMARTCTL: ignore /dev/sdb (product [A VirtualDisk])"},
+    {"VirtualProductInCapitals", "/dev/sdb scsi", "full", ScsiReport("", "VIRTUAL-DISK"),
+     "50 SMARTCTL: ignore /dev/sdb (product [VIRTUAL-DISK])"},
+    {"WordsAreCaseSensitive", "/dev/sdb scsi", "full", ScsiReport("lsi avago INTEL", "virtual"),
+     "50 SMARTCTL: ignore /dev/sdb (SMART unsupported)"},
+    {"NoAttributesAfterAWarning", "/dev/sdb ata", "full", AtaReport("S1", "", "", 0x18),
+     "50 SMARTCTL: /dev/sdb get disk warnings: disk failing, curr SMART attrs <= thresh\n"
+     "50 SMARTCTL: ignore /dev/sdb (SMART unsupported)"},
 };
 
 using DiscoveryRule = WithCases<Discovery, RuleCase>;
@@ -159,20 +110,22 @@ using DiscoveryRule = WithCases<Discovery, RuleCase>;
 TEST_P(DiscoveryRule, Rejects)
 {
     const RuleCase& row = GetParam();
-    const std::string name = row.device.name;
-    ScanFinds({row.device});
-    m_host.OnProgram(ReportCommand(name), row.report);
-    if (row.removable)
+    const std::string device = row.device;
+    const std::string name = device.substr(0, device.find(' '));
+    const std::string scan = row.scan;
+    ScanFinds({{name, device.substr(name.size() + 1)}});
+    std::vector<CFakeHost::Arguments> programs{ScanCommand()};
+    if (!row.report.empty())
+    {
+        m_host.OnProgram(ReportCommand(name), {.output = row.report, .exitCode = row.exitCode});
+        programs.push_back(ReportCommand(name));
+    }
+    if (scan == "removable")
     {
         m_removable[name] = true;
     }
-    EXPECT_TRUE(Scan(row.full));
-    EXPECT_THAT(LevelAndText(m_host), ElementsAreArray(row.lines));
-    std::vector<CFakeHost::Arguments> programs{ScanCommand()};
-    if (row.report.exitCode != -1)
-    {
-        programs.push_back(ReportCommand(name));
-    }
+    EXPECT_TRUE(Scan(scan != "quick"));
+    EXPECT_EQ(Join(LevelAndText(m_host), "\n"), row.lines);
     EXPECT_THAT(m_host.Programs(), ElementsAreArray(programs));
     EXPECT_THAT(m_ignored, ElementsAre(name));
 

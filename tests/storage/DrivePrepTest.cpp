@@ -3,6 +3,7 @@
 #include "frame/Ipc.h"
 #include "tests/storage/StorageFakes.h"
 #include "tests/support/Cases.h"
+#include "tests/support/KernelWait.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,15 +25,10 @@ std::string StatusDocument(int status)
            std::to_string(status) + R"(" /></Storage></zDVR>)";
 }
 
-// Document texts; all must be status documents.
 std::vector<std::string> StatusDocuments(const CFakeHost& host)
 {
-    std::vector<std::string> texts;
-    for (const CFakeHost::Document& document : host.Documents())
-    {
-        EXPECT_EQ(document.category, 4U);
-        texts.push_back(document.text);
-    }
+    const auto texts = DocumentTexts(host, MessageCategory::StatusDocument);
+    EXPECT_EQ(texts.size(), host.Documents().size()) << "another kind";
     return texts;
 }
 
@@ -76,15 +72,9 @@ TEST_F(DrivePrep, MarksTheDisksThatHaveAReason)
 TEST_F(DrivePrep, StartsInEveryStateButIdleAndDone)
 {
     m_host.OnProgram(kScript, {});
-    for (const auto& [status, starts] : {std::pair(-4, true),
-                                         {-3, true},
-                                         {-2, true},
-                                         {-1, true},
-                                         {0, false},
-                                         {1, true},
-                                         {2, true},
-                                         {3, false}})
+    for (int status = -4; status <= 3; ++status)
     {
+        const bool starts = status != 0 && status != 3;
         m_host.Forget();
         m_disk.m_prepStatus = static_cast<PrepStatus>(status);
         StartDrivePrep(m_disk);
@@ -96,40 +86,30 @@ TEST_F(DrivePrep, StartsInEveryStateButIdleAndDone)
 struct EndCase
 {
     const char* name;
-    CFakeHost::Answer answer;
+    const char* output;
+    int exitCode;
+    int signal;
     int status;
-    const char* line;
+    const char* line; // before the disk's name
 };
 
-const std::vector<EndCase> kEndCases{
-    {"Done", {.output = "no format\n"}, 3, "25 DRIVEPREP: completed on disk [/dev/sdb] serial [S1]"},
-    {"Mount",
-     {.output = "partition ok\nformat ok\nmount: no\n", .exitCode = 1},
-     -1,
-     "50 DRIVEPREP: error 1 on disk [/dev/sdb] serial [S1]"},
-    {"Format",
-     {.output = "partition ok\nreformatting\n", .exitCode = 2},
-     -2,
-     "50 DRIVEPREP: error 2 on disk [/dev/sdb] serial [S1]"},
-    {"Partition",
-     {.output = "partition", .exitCode = 255},
-     -3,
-     "50 DRIVEPREP: error 255 on disk [/dev/sdb] serial [S1]"},
-    {"OtherAndErrorOutputDoesNotCount",
-     {.output = "Mount FORMAT", .errorOutput = "mount", .exitCode = 1},
-     -4,
-     "50 DRIVEPREP: error 1 on disk [/dev/sdb] serial [S1]"},
-    {"KilledWhileFormatting",
-     {.output = "format", .signal = 9},
-     -2,
-     "50 DRIVEPREP: error 2304 on disk [/dev/sdb] serial [S1]"},
-};
+constexpr auto kEndCases = std::to_array<EndCase>({
+    {"Done", "no format\n", 0, 0, 3, "25 DRIVEPREP: completed"},
+    {"Mount", "partition ok\nformat ok\nmount: no\n", 1, 0, -1, "50 DRIVEPREP: error 1"},
+    {"Format", "partition ok\nreformatting\n", 2, 0, -2, "50 DRIVEPREP: error 2"},
+    {"Partition", "partition", 255, 0, -3, "50 DRIVEPREP: error 255"},
+    {"OtherAndErrorOutputDoesNotCount", "Mount FORMAT", 1, 0, -4, "50 DRIVEPREP: error 1"},
+    {"KilledWhileFormatting", "format", 0, 9, -2, "50 DRIVEPREP: error 2304"},
+});
 
 using DrivePrepEnd = WithCases<DrivePrep, EndCase>;
 
 TEST_P(DrivePrepEnd, IsReported)
 {
-    m_host.OnProgram(kScript, GetParam().answer);
+    m_host.OnProgram(kScript, {.output = GetParam().output,
+                               .errorOutput = "mount",
+                               .exitCode = GetParam().exitCode,
+                               .signal = GetParam().signal});
     StartDrivePrep(m_disk);
     EXPECT_THAT(m_host.LogTexts(25), ElementsAre("DRIVEPREP: starting on disk [/dev/sdb] serial [S1]"));
     EXPECT_THAT(StatusDocuments(m_host), ElementsAre(StatusDocument(2)));
@@ -143,7 +123,8 @@ TEST_P(DrivePrepEnd, IsReported)
     m_host.Forget();
     EXPECT_EQ(CheckDrivePrep(m_disk), GetParam().status == 3);
     EXPECT_EQ(static_cast<int>(m_disk.m_prepStatus), GetParam().status);
-    EXPECT_THAT(LevelAndText(m_host), ElementsAre(GetParam().line));
+    EXPECT_THAT(LevelAndText(m_host),
+                ElementsAre(GetParam().line + std::string(" on disk [/dev/sdb] serial [S1]")));
     EXPECT_THAT(StatusDocuments(m_host), ElementsAre(StatusDocument(GetParam().status)));
 
     m_host.Forget();

@@ -47,7 +47,7 @@ protected:
         m_disk.m_controller = m_controller;
     }
 
-    // "id:current:threshold:raw" of each attribute
+    // "id:current:threshold:raw" of each attribute, and "!" when it is advisory
     [[nodiscard]] std::vector<std::string> Attributes() const
     {
         std::vector<std::string> texts;
@@ -55,7 +55,7 @@ protected:
         {
             texts.push_back(std::to_string(id) + ":" + std::to_string(a.currentValue) + ":" +
                             std::to_string(static_cast<std::int32_t>(a.thresholdValue)) + ":" +
-                            std::to_string(a.rawValue));
+                            std::to_string(a.rawValue) + (a.advisoryBit ? "!" : ""));
         }
         return texts;
     }
@@ -108,18 +108,6 @@ TEST_F(SmartEvaluation, TemperatureRowWithoutATemperatureIsSkipped)
     EXPECT_TRUE(m_disk.m_healthKnown && m_disk.m_healthPassed);
 }
 
-TEST_F(SmartEvaluation, NvmeSpareBelowItsThresholdIsPreFailure)
-{
-    Reports(
-        R"({"smartctl": {"exit_status": 0}, "device": {"type": "nvme"}, "model_name": "M", "serial_number": "S",
-            "nvme_smart_health_information_log": {"temperature": 41, "available_spare": 9, "available_spare_threshold": 10,
-            "power_cycles": 7, "power_on_hours": 8, "media_errors": 0}})");
-    Refresh();
-    EXPECT_THAT(Attributes(), ElementsAre("5:9:10:9", "9:8:-1:8", "12:7:-1:7", "194:41:-1:41", "199:0:-1:0"));
-    EXPECT_TRUE(m_disk.m_attributes[5].preFailBit);
-    EXPECT_FALSE(m_disk.m_attributes[199].advisoryBit) << "no threshold is below every value";
-}
-
 struct FlagCase
 {
     const char* name;
@@ -133,6 +121,7 @@ constexpr auto kFlagCases = std::to_array<FlagCase>({
     {"AdvisoryBelowThreshold", 0x00, 49, 50, "0 1000000"},
     {"PreFailBelowThreshold", 0x01, 49, 50, "1 0100000"},
     {"AtThreshold", 0x01, 50, 50, "1 0000000"},
+    {"NoThreshold", 0x00, 50, -1, "0 0000000"}, // it is not below every value
     {"AdvisoryAtThreshold", 0x00, 50, 50, "0 0000000"},
     {"OfflineCollection", 0x02, 50, 0, "2 0010000"},
     {"Performance", 0x04, 50, 0, "4 0001000"},
@@ -232,6 +221,8 @@ const std::vector<FallbackCase> kFallbackCases{
     {"AttributesOnlyWithoutTheirTemperature", true, {}, {5, 194}, {"5:60:0:0", "9:1:0:0"}, {}},
     {"TemperatureReplacesTheRow", true, 41, {5, 194}, {"5:60:0:0", "9:1:0:0", "194:41:0:0"}, {}},
     {"UnreachableWithData", false, 42, {9}, {"9:60:0:0", "194:42:0:0"}, {}},
+    {"UnreachableAtZero", false, 0, {}, {"9:1:0:0", "194:0:0:0"}, {}},
+    {"UnreachableBelowZero", false, -1, {}, {"9:1:0:0", "194:4294967295:0:0!"}, {}},
     {"UnreachableWithoutData", false, {}, {}, {"9:1:0:0"}, {}},
 };
 
@@ -255,19 +246,6 @@ TEST_P(SmartFallback, Row)
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, SmartFallback, testing::ValuesIn(kFallbackCases), kCaseName);
-
-TEST_F(SmartEvaluation, ControllerTemperatureBelowZeroIsAdvisory)
-{
-    AttachController();
-    for (const int degrees : {0, -1})
-    {
-        m_disk.m_attributes.clear();
-        m_controller->temperature = degrees;
-        Refresh();
-        EXPECT_EQ(m_disk.m_attributes[194].advisoryBit, degrees < 0);
-        EXPECT_EQ(static_cast<int>(m_disk.m_attributes[194].currentValue), degrees);
-    }
-}
 
 TEST_F(SmartEvaluation, MissingDiskIsNotAsked)
 {

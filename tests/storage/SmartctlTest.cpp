@@ -1,7 +1,7 @@
 #include "storage/Smartctl.h"
 
+#include "tests/storage/StorageFakes.h"
 #include "tests/support/Cases.h"
-#include "tests/support/FakeHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,13 +13,6 @@
 namespace
 {
 using testing::ElementsAre;
-
-// A report with the members that every ATA report has; `more` begins with a comma.
-std::string AtaReport(const std::string& more)
-{
-    return R"({"smartctl": {"exit_status": 0}, "device": {"type": "sat"}, "model_name": "EXAMPLE", "serial_number": "E1")" +
-           more + "}";
-}
 
 std::string Describe(const std::vector<SmartctlAttribute>& attributes)
 {
@@ -114,9 +107,10 @@ TEST(Smartctl, ScanOfAFailedRunHasNoDevices)
 
 TEST(Smartctl, AtaReportGivesIdentityTemperatureAndRows)
 {
-    const auto info =
-        ParseDiskInfo(0, AtaReport(R"(, "firmware_version": "F1", "temperature": {"current": 36},
-        "ata_smart_attributes": {"table": [
+    const auto info = ParseDiskInfo(
+        0,
+        AtaReport(
+            "E1", R"(
         {"id": 5, "name": "A", "flags": {"value": 51}, "value": 100, "worst": 99, "thresh": 10, "raw": {"value": 7}},
         {"id": 194, "name": "B", "flags": {"value": 34}, "value": 64, "worst": 54, "raw": {"value": 171799937060}},
         {"id": 1, "name": "no worst", "flags": {"value": 1}, "value": 1, "raw": {"value": 1}},
@@ -124,12 +118,10 @@ TEST(Smartctl, AtaReportGivesIdentityTemperatureAndRows)
         {"id": 3, "name": "no flags", "value": 1, "worst": 1, "raw": {"value": 1}},
         {"id": 4, "flags": {"value": 1}, "value": 1, "worst": 1, "raw": {"value": 1}},
         {"name": "no id", "flags": {"value": 1}, "value": 1, "worst": 1, "raw": {"value": 1}},
-        {"id": 6, "name": "no value", "flags": {"value": 1}, "worst": 1, "raw": {"value": 1}}]},
-        "nvme_smart_health_information_log": {"temperature": 50})"));
+        {"id": 6, "name": "no value", "flags": {"value": 1}, "worst": 1, "raw": {"value": 1}})",
+            R"(, "temperature": {"current": 36}, "nvme_smart_health_information_log": {"temperature": 50})"));
     EXPECT_EQ(info.error, "");
-    EXPECT_EQ(info.model, "EXAMPLE");
-    EXPECT_EQ(info.serial, "E1");
-    EXPECT_EQ(info.firmware, "F1");
+    EXPECT_EQ(info.model + info.serial + info.firmware, "TEST HDDE1F1");
     EXPECT_EQ(info.temperature, 36);
     EXPECT_EQ(Describe(info.attributes), "5 51 100 99 10 7 A; 194 34 64 54 -1 1245220 B; ");
 }
@@ -156,22 +148,20 @@ TEST(Smartctl, NvmeReportGivesAtaLikeRows)
 
 TEST(Smartctl, ScsiDiskGivesIdentityOnly)
 {
-    const std::string table =
-        R"(, "firmware_version": "F1", "temperature": {"current": 36}, "ata_smart_attributes":
-        {"table": [{"id": 5, "name": "A", "flags": {"value": 1}, "value": 1, "worst": 1, "raw": {"value": 7}}]})";
-    for (const char* member : {"scsi_vendor", "scsi_product"})
+    const auto report = [](const std::string& member)
+    { return AtaReport("E1", kSpinUpRow, R"(, "temperature": {"current": 36}, "scsi_)" + member); };
+    for (const char* member : {"vendor", "product"})
     {
-        const auto info = ParseDiskInfo(0, AtaReport(", \"" + std::string(member) + "\": \"X\"" + table));
+        const auto info = ParseDiskInfo(0, report(member + std::string(R"(": "X")")));
         EXPECT_EQ(info.error, "");
         EXPECT_EQ(info.vendor + info.product, "X") << member;
-        EXPECT_EQ(info.model, "EXAMPLE");
-        EXPECT_EQ(info.firmware, "");
+        EXPECT_EQ(info.model + info.firmware, "TEST HDD");
         EXPECT_EQ(info.temperature, std::nullopt);
         EXPECT_TRUE(info.attributes.empty());
     }
     // A SCSI disk needs neither model nor serial number; an empty vendor makes no SCSI disk.
     EXPECT_EQ(ParseDiskInfo(0, R"({"smartctl": {"exit_status": 0}, "scsi_vendor": "V"})").error, "");
-    EXPECT_EQ(ParseDiskInfo(0, AtaReport(R"(, "scsi_vendor": "")" + table)).attributes.size(), 1U);
+    EXPECT_EQ(ParseDiskInfo(0, report(R"(vendor": "")")).attributes.size(), 1U);
 }
 
 TEST(Smartctl, ReportWithoutIdentityIsAnError)
@@ -204,28 +194,17 @@ TEST(Smartctl, VersionNeedsAllThreeParts)
 TEST(SmartctlRun, UsesTheseArguments)
 {
     CFakeHost host;
-    host.SetProgramHook([](const CFakeHost::Arguments&)
-                        { return CFakeHost::Answer{.output = "", .exitCode = 4}; });
+    host.SetProgramHook( // what stands in the error output does not count
+        [](const CFakeHost::Arguments&)
+        { return CFakeHost::Answer{.errorOutput = R"({"smartctl": {}})", .exitCode = 4}; });
     EXPECT_EQ(ExecuteScan().error, "smartctl error 4");
     EXPECT_EQ(ExecuteDiskInfo("/dev/sda", "").error, "smartctl error 4");
     EXPECT_EQ(ExecuteDiskInfo("/dev/bus/0", "sat+megaraid,8").error, "smartctl error 4");
     EXPECT_EQ(ExecuteSmartctlVersion().error, "smartctl error 4");
-    EXPECT_THAT(host.Programs(),
-                ElementsAre(ElementsAre("./smartctl", "-j", "--scan"),
-                            ElementsAre("./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"),
-                            ElementsAre("./smartctl", "-j", "-T", "permissive", "-d", "sat+megaraid,8", "-a",
-                                        "/dev/bus/0"),
-                            ElementsAre("./smartctl", "-jV")));
-}
-
-TEST(SmartctlRun, ReadsStandardOutputOnly)
-{
-    CFakeHost host;
-    host.OnProgram({"./smartctl", "-j", "-T", "permissive", "-a", "/dev/sda"},
-                   {.output = AtaReport(""), .errorOutput = "{\"smartctl\": {}}"});
-    const auto info = ExecuteDiskInfo("/dev/sda", "");
-    EXPECT_EQ(info.error, "");
-    EXPECT_EQ(info.serial, "E1");
+    EXPECT_THAT(host.Programs(), ElementsAre(ScanCommand(), ReportCommand("/dev/sda"),
+                                             ElementsAre("./smartctl", "-j", "-T", "permissive", "-d",
+                                                         "sat+megaraid,8", "-a", "/dev/bus/0"),
+                                             ElementsAre("./smartctl", "-jV")));
 }
 
 TEST(SmartctlRun, ToolThatDoesNotStart)

@@ -66,11 +66,7 @@ public:
     {
         return unit == unitName ? taskText : "wrong unit";
     }
-    int SetDiskHotSpare(const std::shared_ptr<CDisk>& disk, bool enable) override
-    {
-        hotSpareRequests.emplace_back(disk->m_name, enable);
-        return 7;
-    }
+    int SetDiskHotSpare(const std::shared_ptr<CDisk>& /*disk*/, bool /*enable*/) override { return 0; }
 
     std::string diskName;
     SmartctlTarget target;
@@ -81,5 +77,4 @@ public:
     bool hasRaid56 = false;
     std::string unitName;
     std::string taskText;
-    std::vector<std::pair<std::string, bool>> hotSpareRequests;
 };
