@@ -1,11 +1,8 @@
 #!/bin/bash
 # Runs config_core_pattern.sh on files in place of the kernel's.  config_core_pattern_test.sh SCRIPT
-set -eu
-
+# shellcheck source=tests/support/script.sh
+. "${0%/*}/../support/script.sh"
 script=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
 ours="$work/cores/core.%e.%p.%t"
 
 # fresh PATTERN: a machine on which the script has never run.
@@ -22,77 +19,64 @@ run()
     shift
     CORE_PATTERN_FILE=${pattern_file:-$work/pattern} CORE_DIRECTORY=${directory:-$work/cores} \
         CORE_SAVED_FILE=${saved_file:-$work/run/saved} "$script" "$@" >"$work/out" 2>"$work/err" || status=$?
-    if [ "$status" -ne "$expected" ] || [ -s "$work/out" ]; then
-        echo "FAILED: $name: '$*' ended with $status, printed $(cat "$work/out" "$work/err")" >&2
-        failures=$((failures + 1))
-    fi
+    [[ $status -eq $expected && ! -s $work/out ]] ||
+        fail "$name: '$*' ended with $status, printed $(cat "$work/out" "$work/err")"
 }
 
-# expect PATTERN: what the kernel has now.
-expect()
+# pattern TEXT: what the kernel has now.
+pattern()
 {
-    if [ "$(cat "$work/pattern")" != "$1" ]; then
-        echo "FAILED: $name: pattern is '$(cat "$work/pattern")'" >&2
-        failures=$((failures + 1))
-    fi
+    expect "$name: pattern" "$1" "$(cat "$work/pattern")"
 }
 
 # check COMMAND...: fails unless the command succeeds.
 check()
 {
-    if ! "$@"; then
-        echo "FAILED: $name: $*" >&2
-        failures=$((failures + 1))
-    fi
+    "$@" || fail "$name: $*"
 }
 
-name="a pipe with blanks and backslashes is put back exactly"
-fresh '|/usr/lib/handler  %P \n %u '
-run 0 enable
-expect "$ours"
-check [ "$(stat -c %a "$work/cores")" = 700 ]
-run 0 disable
-expect '|/usr/lib/handler  %P \n %u '
-check [ ! -e "$work/run/saved" ]
-
-name="an empty pattern is put back"
-fresh ''
-run 0 enable
-expect "$ours"
-run 0 disable
-expect ''
+for before in '|/usr/lib/handler  %P \n %u ' ''; do
+    name="[$before] is put back exactly"
+    fresh "$before"
+    run 0 enable
+    pattern "$ours"
+    check [ "$(stat -c %a "$work/cores")" = 700 ]
+    run 0 disable
+    pattern "$before"
+    check [ ! -e "$work/run/saved" ]
+done
 
 name="enabling twice keeps the first pattern"
 fresh old
 run 0 enable
 run 0 enable
 run 0 disable
-expect old
+pattern old
 run 0 enable
 run 0 disable
-expect old
+pattern old
 
 name="what somebody set in between is kept by disable and put back after enable"
 fresh old
 run 0 enable
 echo theirs >"$work/pattern"
 run 0 disable
-expect theirs
+pattern theirs
 run 0 enable
 echo newer >"$work/pattern"
 run 0 enable
 run 0 disable
-expect newer
+pattern newer
 
 name="disable without enable"
 fresh old
 run 0 disable
-expect old
+pattern old
 
 name="disable with nothing kept gives the kernel's default"
 fresh "$ours"
 run 0 disable
-expect core
+pattern core
 
 name="wrong arguments touch nothing"
 fresh old
@@ -102,7 +86,7 @@ for arguments in '' on ENABLE 'enable enable' 'enable disable' --help; do
 done
 run 2 ''
 run 2 'enable '
-expect old
+pattern old
 check [ ! -e "$work/cores" ]
 
 name="no pattern file"
@@ -115,12 +99,12 @@ check [ ! -e "$work/run/saved" ]
 name="a directory that cannot be made"
 fresh old
 directory=$work/pattern/cores run 1 enable
-expect old
+pattern old
 
 name="a place to keep it that cannot be made"
 fresh old
 saved_file=$work/pattern/saved run 1 enable
-expect old
+pattern old
 
 # A device takes every write and gives back something else, as the kernel does with a pattern that is too long.
 name="a pattern that is not taken"
@@ -129,4 +113,4 @@ pattern_file=/dev/null run 1 enable
 check [ -s "$work/err" ]
 check [ ! -e "$work/run/saved" ]
 
-[ "$failures" -eq 0 ]
+finish

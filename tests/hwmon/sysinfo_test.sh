@@ -1,42 +1,14 @@
 #!/bin/bash
 # Runs sysinfo.sh on a made-up machine.  sysinfo_test.sh SCRIPT DATA-DIRECTORY
-set -eu
-
+# shellcheck source=tests/support/script.sh
+. "${0%/*}/../support/script.sh"
 script=$1
 data=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-# expect NAME EXPECTED-FILE ACTUAL-FILE
-expect()
-{
-    if ! diff -u "$2" "$3"; then
-        echo "FAILED: $1" >&2
-        failures=$((failures + 1))
-    fi
-}
-
-# answer NAME FILE: a command that prints the file, whatever its arguments.
-answer()
-{
-    printf '#!/bin/sh\nexec cat "%s"\n' "$2" >"$work/$1"
-    chmod +x "$work/$1"
-}
-
-# failing NAME: a command that fails.
-failing()
-{
-    printf '#!/bin/sh\nexit 1\n' >"$work/$1"
-    chmod +x "$work/$1"
-}
 
 # Reads 4 MiB of a drive at its start or its end, unless a file NAME-PLACE tells how many bytes can be read
 # there. Wrong places read nothing. The other reads are real ones.
 real_dd=$(command -v dd)
-mkdir "$work/bin"
-cat >"$work/bin/dd" <<END
-#!/bin/bash
+stub dd <<END
 place=
 case "\$*" in
 *direct*skip=0) place=start ;;
@@ -47,11 +19,10 @@ esac
 name=\${1##*/}
 head -c "\$(cat "$work/\$name-\$place" 2>/dev/null || echo 4194304)" /dev/zero
 END
-chmod +x "$work/bin/dd"
 
 run()
 {
-    PATH=$work/bin:$PATH SYSINFO_ROOT=$work/root SYSINFO_LSBLK=$work/lsblk SYSINFO_FINDMNT=$work/findmnt "$script"
+    PATH=$work/bin:$PATH SYSINFO_ROOT=$work/root SYSINFO_LSBLK=$work/bin/lsblk SYSINFO_FINDMNT=$work/bin/findmnt "$script"
 }
 
 make_box()
@@ -92,10 +63,10 @@ make_box()
 }
 
 make_box
-answer lsblk "$data/lsblk.json"
-answer findmnt "$data/findmnt.json"
+stub lsblk <<<"cat '$data/lsblk.json'"
+stub findmnt <<<"cat '$data/findmnt.json'"
 run >"$work/out"
-expect "a machine with all there is" "$data/sysinfo-full.txt" "$work/out"
+same "a machine with all there is" "$data/sysinfo-full.txt" "$work/out"
 
 # A drive that cannot be read shows no signature, but is not known to be empty.
 needing() { grep -E '^drive-(name|needs-prep=1)' | grep -B1 prep | sed -n 's/drive-name=//p'; }
@@ -104,12 +75,12 @@ echo 0 >"$work/sdn-start"
 echo 4193792 >"$work/sdo-end"
 rm "$work/root/sys/class/block/sdc/size"
 run | needing >"$work/picked"
-expect "drives that cannot be read" "$work/expected" "$work/picked"
+same "drives that cannot be read" "$work/expected" "$work/picked"
 
 # Without bays drives are numbered by address, and the drive on a removable port counts as removable. Without findmnt the
 # mounts come from lsblk.
 rm -r "$work/root"/{dev,sys/class/dmi,etc,proc}
-failing findmnt
+stub findmnt <<<"exit 1"
 run >"$work/out"
 grep -E '^(drive-index|drive-name|drive-removable=1|drive-fspath|raid-)' "$work/out" | sed -n '1,8p;/raid/p' >"$work/picked"
 cat >"$work/expected" <<'END'
@@ -130,25 +101,15 @@ raid-fspath=/data/four
 raid-volume=5
 raid-fspath=/data/five
 END
-expect "a machine without bays" "$work/expected" "$work/picked"
-if [[ $(head -n 1 "$work/out") != drive-index=0 ]]; then
-    echo "FAILED: unknown values were printed" >&2
-    failures=$((failures + 1))
-fi
+same "a machine without bays" "$work/expected" "$work/picked"
+[[ $(head -n 1 "$work/out") == drive-index=0 ]] || fail "unknown values were printed"
 
 # Half a list must not pass for the whole.
 for lines in 0 1 100; do
     head -n "$lines" "$data/lsblk.json" >"$work/cut.json"
-    answer lsblk "$work/cut.json"
-    if run >"$work/out"; then
-        echo "FAILED: lsblk output cut after $lines lines was taken" >&2
-        failures=$((failures + 1))
-    fi
+    stub lsblk <<<"cat '$work/cut.json'"
+    ! run >"$work/out" || fail "lsblk output cut after $lines lines was taken"
 done
-failing lsblk
-if run >"$work/out"; then
-    echo "FAILED: a failing lsblk went unnoticed" >&2
-    failures=$((failures + 1))
-fi
-
-exit $((failures > 0))
+stub lsblk <<<"exit 1"
+! run >"$work/out" || fail "a failing lsblk went unnoticed"
+finish

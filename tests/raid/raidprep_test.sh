@@ -2,41 +2,19 @@
 # Runs raidprep.sh on a made-up machine with stand-ins for the tools that touch disks, and on a loop device with the real
 # ones where root may make one.  raidprep_test.sh SCRIPT
 # shellcheck disable=SC2016 # the changes to a box are evaluated when it is there
-set -eu
-
+# shellcheck source=tests/support/script.sh
+. "${0%/*}/../support/script.sh"
 script=$1
-export WORK
-WORK=$(mktemp -d)
-loop=
-# shellcheck disable=SC2317 # called by the trap
-clean()
-{
-    if [[ -n $loop ]]; then
-        umount "$WORK/root/mnt/data" 2>/dev/null || true
-        losetup -d "$loop" || true
-    fi
-    rm -rf "$WORK"
-}
-trap clean EXIT
-root=$WORK/root
-failures=0
+root=$work/root
 
-fail()
-{
-    echo "FAILED: $1" >&2
-    failures=$((failures + 1))
-}
-
-# One program under all names. It notes what would change something in $WORK/calls, and fails when FAIL is a part of its
+# One program under all names. It notes what would change something in $work/calls, and fails when FAIL is a part of its
 # command line.
-mkdir "$WORK/bin"
-cat >"$WORK/bin/parted" <<'END'
-#!/bin/bash
-root=$WORK/root
+stub parted <<'END'
+root=$work/root
 name=${0##*/}
 case "$name $*" in
     *print | *no-act* | *noheadings* | blkid* | mountpoint* | udevadm* | dd* | sleep* | sync* | *mount*.look) ;;
-    *) echo "$name $*" | sed "s|$root||g" >>"$WORK/calls" ;;
+    *) echo "$name $*" | sed "s|$root||g" >>"$work/calls" ;;
 esac
 [[ -z ${FAIL:-} || "$name $*" != *"$FAIL"* ]] || exit 1
 appear() { touch "$root/sys/block/sdb/sdb1/partition" "$root/dev/sdb1"; }
@@ -44,20 +22,20 @@ case "$name $*" in
     parted*print)
         echo "BYT;"
         echo "/dev/sdb:900s:scsi:512:512:${TABLE:-gpt}:X:;"
-        echo "1:2048s:800s:700s:xfs:$(<"$WORK/partname"):;" ;;
+        echo "1:2048s:800s:700s:xfs:$(<"$work/partname"):;" ;;
     parted*mklabel*)
         mkdir -p "$root/sys/block/sdb/sdb1/holders"
         [[ -n ${LATE:-} ]] || appear
-        [[ -s $root/etc/corvane/raidprep.begun ]] || echo "the begin is not noted" >>"$WORK/calls"
+        [[ -s $root/etc/corvane/raidprep.begun ]] || echo "the begin is not noted" >>"$work/calls"
         echo 8:17 >"$root/sys/block/sdb/sdb1/dev"
         ln -sfn ../../block/sdb/sdb1 "$root/sys/class/block/sdb1"
-        echo corvane-new >"$WORK/partname" ;;
-    parted*name*) echo "${!#}" >"$WORK/partname" ;;
+        echo corvane-new >"$work/partname" ;;
+    parted*name*) echo "${!#}" >"$work/partname" ;;
     wipefs*noheadings*sdb1) printf '%s' "${CONTENT:-}" ;;
     wipefs*noheadings*) printf '%s' "${SIGNATURE:-}" ;;
     mount*.look) touch "${!#}/${FILE:-lost+found}" ;;
     umount*.look) rm "${!#}"/* ;;
-    sleep*) echo >>"$WORK/sleeps"; [[ $(wc -l <"$WORK/sleeps") != "${LATE:-}" ]] || appear ;;
+    sleep*) echo >>"$work/sleeps"; [[ $(wc -l <"$work/sleeps") != "${LATE:-}" ]] || appear ;;
     # The first and the last 4 MiB of sdb; wrong places read nothing.
     "dd if=$root/dev/sdb bs=1M count=4 iflag=direct,skip_bytes skip=0") head -c 4194304 /dev/zero ;;
     "dd if=$root/dev/sdb bs=1M count=4 iflag=direct,skip_bytes skip=1019215872") head -c "${END:-4194304}" /dev/zero ;;
@@ -67,9 +45,8 @@ case "$name $*" in
     mountpoint*) exit 1 ;;
 esac
 END
-chmod +x "$WORK/bin/parted"
 for tool in wipefs blkid mkfs.xfs mkfs.ext4 mount umount mountpoint udevadm dd sleep sync; do
-    ln -s parted "$WORK/bin/$tool"
+    ln -s parted "$work/bin/$tool"
 done
 
 # add_disk NAME ADDRESS DRIVER
@@ -90,7 +67,7 @@ add_disk()
 # A plain disk, the system's volume, and the new data volume sdb.
 make_box()
 {
-    rm -rf "$root" "$WORK/partname" "$WORK/sleeps"
+    rm -rf "$root" "$work/partname" "$work/sleeps"
     mkdir -p "$root"/{dev,etc,proc/self,proc/1,sys/class/block}
     add_disk sda 0:0:0:0 ahci
     add_disk sdb 16:2:1:0 megaraid_sas
@@ -98,26 +75,26 @@ make_box()
     echo '/dev/sdc / ext4 defaults 0 1' >"$root/etc/fstab"
     echo '21 1 8:32 / / rw - ext4 /dev/sdc rw' | tee "$root/proc/1/mountinfo" >"$root/proc/self/mountinfo"
     echo '/dev/sdd partition 1 0 -2' >"$root/proc/swaps"
-    : >"$WORK/calls"
+    : >"$work/calls"
 }
 
 # run STATUS WORD: the script ends so, its output has that word and no other.
 run()
 {
     local status=0 words
-    PATH=$WORK/bin:$PATH RAIDPREP_ROOT=$root "$script" >"$WORK/out" || status=$?
-    words=$(grep -Eo 'partitioning_error|format_error|mount_part_error' "$WORK/out" | sort -u | tr '\n' ' ') || true
+    PATH=$work/bin:$PATH RAIDPREP_ROOT=$root "$script" >"$work/out" || status=$?
+    words=$(grep -Eo 'partitioning_error|format_error|mount_part_error' "$work/out" | sort -u | tr '\n' ' ') || true
     if [[ $status != "$1" || $words != "$2" ]]; then
         fail "$test: exit $status, words [$words]"
-        cat "$WORK/out" >&2
+        cat "$work/out" >&2
     fi
 }
 
 # calls TEXT: what was done since the last time, one line each.
 calls()
 {
-    diff -u <(printf '%s' "$1") "$WORK/calls" >&2 || fail "$test: other calls"
-    : >"$WORK/calls"
+    same "$test: other calls" <(printf '%s' "$1") "$work/calls"
+    : >"$work/calls"
 }
 
 partition='parted -s -a none /dev/sdb mklabel gpt mkpart corvane-new 1MiB 100%
@@ -134,7 +111,7 @@ make_box
 run 0 ''
 calls "$partition$format$name$mount"
 printf '%s\n' '/dev/sdc / ext4 defaults 0 1' 'UUID=U-1 /mnt/data xfs noatime,nofail,x-corvane-data 0 0' |
-    diff -u - "$root/etc/fstab" >&2 || fail "$test: fstab"
+    same "$test: fstab" - "$root/etc/fstab"
 
 test="ready before, fstab knows it"
 run 0 ''
@@ -152,7 +129,7 @@ refused()
     SIGNATURE='' BLKID='' FAIL='' TABLE='' CONTENT='' FILE='' END='' LATE=''
 }
 export SIGNATURE BLKID FAIL TABLE CONTENT FILE END LATE
-foreign_partition='"$WORK/bin/parted" mklabel; : >"$WORK/calls"'
+foreign_partition='"$work/bin/parted" mklabel; : >"$work/calls"'
 refused "a signature" 'SIGNATURE=xfs'
 refused "an old file system where the partition would begin" 'BLKID=0'
 refused "a probe that fails" 'BLKID=4'
@@ -176,7 +153,7 @@ refused "an unfinished partition that is something else" "$unfinished; CONTENT=L
 refused "an unfinished partition with two contents" "$unfinished; CONTENT=xfs\$'\\n'crypto_LUKS"
 refused "an unfinished partition that cannot be read" "$unfinished; FAIL=skip=0"
 refused "an unfinished partition in use" "$unfinished; FAIL=no-act"
-refused "a foreign partition" "$foreign_partition; echo other >\"\$WORK/partname\""
+refused "a foreign partition" "$foreign_partition; echo other >\"\$work/partname\""
 refused "a table of another kind" "$foreign_partition; TABLE=msdos"
 refused "a second partition" "$foreign_partition; cp -r \"\$root\"/sys/block/sdb/sdb{1,2}; cp -P \"\$root\"/sys/class/block/sdb{1,2}"
 refused "a partition mounted under another name" "$foreign_partition; echo '30 21 8:17 / /v rw - xfs /dev/root rw' >>\"\$root/proc/self/mountinfo\""
@@ -195,9 +172,8 @@ for driver in megaraid_sas aacraid smartpqi mpt3sas ahci; do
         make_box
         add_disk sdb "16:$channel:1:0" "$driver"
         disk='"name":"sdb","path":"/dev/sdb","type":"disk","hctl":"16:'$channel':1:0","mountpoint":"/mnt/data"'
-        printf '#!/bin/sh\necho \047{"blockdevices":[{%s}]}\047\n' "$disk" >"$WORK/lsblk"
-        chmod +x "$WORK/lsblk"
-        known=$(SYSINFO_ROOT=$root SYSINFO_LSBLK=$WORK/lsblk SYSINFO_FINDMNT=false "${script%/*}/sysinfo.sh" |
+        stub lsblk <<<"echo '{\"blockdevices\":[{$disk}]}'"
+        known=$(SYSINFO_ROOT=$root SYSINFO_LSBLK=$work/bin/lsblk SYSINFO_FINDMNT=false "${script%/*}/sysinfo.sh" |
             grep -c ^raid-volume=) || true
         run "$((known == 0))" ''
     done
@@ -256,25 +232,19 @@ for change in 'echo "UUID=U-0 /mnt/data xfs noatime 0 0" >>"$root/etc/fstab"' 'm
     test="a mount point that is taken: $change"
     make_box
     eval "$change"
-    cp "$root/etc/fstab" "$WORK/fstab"
+    cp "$root/etc/fstab" "$work/fstab"
     run 1 'mount_part_error '
     calls "$partition$format$name"
-    cmp "$WORK/fstab" "$root/etc/fstab" || fail "$test: fstab was changed"
+    same "$test: fstab was changed" "$work/fstab" "$root/etc/fstab"
 done
 
 # The real tools on a loop device, which only has to pass for the volume sdb.
-truncate -s 400M "$WORK/volume.img"
-if [[ $(id -u) -ne 0 ]] || ! command -v parted mkfs.xfs >/dev/null ||
-    ! loop=$(losetup --find --show --partscan "$WORK/volume.img" 2>/dev/null); then
-    echo "without root, parted, mkfs.xfs or loop devices: the real tools were not tried"
-    exit $((failures > 0))
-fi
-rm "$WORK"/bin/*
+attach "$work/volume.img"
+rm "$work"/bin/*
 make_box
 echo 819200 >"$root/sys/block/sdb/size"
 ln -sf "$loop" "$root/dev/sdb"
-cat >"$WORK/bin/parted" <<END
-#!/bin/bash
+stub parted <<END
 status=0
 $(command -v parted) "\$@" || status=\$?
 if [[ -e ${loop}p1 ]]; then
@@ -286,7 +256,6 @@ if [[ -e ${loop}p1 ]]; then
 fi
 exit \$status
 END
-chmod +x "$WORK/bin/parted"
 forget() { rm -rf "$root"/sys/{block/sdb/sdb1,class/block/sdb1} "$root/dev/sdb1"; }
 test="loop device: mounted elsewhere, which the lists do not show"
 mkdir -p "$root/mnt/data"
@@ -294,7 +263,7 @@ mkfs.ext4 -q -F "$loop"
 mount "$loop" "$root/mnt/data"
 dd if=/dev/zero of="$loop" bs=1M count=4 conv=fsync status=none
 run 1 ''
-grep -q 'is in use' "$WORK/out" || fail "$test: not noticed"
+grep -q 'is in use' "$work/out" || fail "$test: not noticed"
 umount "$root/mnt/data"
 test="loop device: empty"
 run 0 ''
@@ -302,7 +271,7 @@ run 0 ''
 echo "a recording" >"$root/mnt/data/recording"
 umount "$root/mnt/data"
 test="loop device: first name, but files"
-"$WORK/bin/parted" -s "$loop" name 1 corvane-new
+"$work/bin/parted" -s "$loop" name 1 corvane-new
 run 1 ''
 mount "$loop"p1 "$root/mnt/data"
 [[ $(<"$root/mnt/data/recording") == "a recording" ]] || fail "$test: lost"
@@ -314,7 +283,7 @@ run 0 ''
 umount "$root/mnt/data"
 test="loop device: a file system that mkfs.xfs has not finished"
 if command -v xfs_db >/dev/null; then
-    "$WORK/bin/parted" -s "$loop" name 1 corvane-new
+    "$work/bin/parted" -s "$loop" name 1 corvane-new
     xfs_db -x -c 'sb 0' -c 'write inprogress 1' "$loop"p1 >/dev/null
     [[ $(wipefs --noheadings --output TYPE "$loop"p1) == xfs ]] || fail "$test: is none"
     sed -i '$d' "$root/etc/fstab"
@@ -323,7 +292,7 @@ if command -v xfs_db >/dev/null; then
 fi
 test="loop device: an empty table, ours or not"
 sed -i '$d' "$root/etc/fstab"
-"$WORK/bin/parted" -s "$loop" rm 1
+"$work/bin/parted" -s "$loop" rm 1
 forget
 dd if=/dev/zero of="$loop" bs=1M seek=1 count=8 conv=fsync status=none
 run 1 ''
@@ -336,10 +305,10 @@ wipefs -q -a "$loop"p1 "$loop"
 "$(command -v partx)" -d "$loop" 2>/dev/null || true
 forget
 for size in 0 200M; do
-    truncate -s "$size" "$WORK/volume.img"
+    truncate -s "$size" "$work/volume.img"
     [[ -z $(wipefs "$loop") ]] || fail "$test: it is seen"
     run 1 ''
-    grep -q 'is not empty' "$WORK/out" || fail "$test: another reason"
+    grep -q 'is not empty' "$work/out" || fail "$test: another reason"
 done
 echo "the real tools were tried on $loop"
-exit $((failures > 0))
+finish

@@ -1,51 +1,18 @@
 #!/bin/bash
 # Runs driveprep.sh on a made-up drive, and on a loop device with the real tools where root may make one.
 # driveprep_test.sh SCRIPT
-set -eu
-
+# shellcheck source=tests/support/script.sh
+. "${0%/*}/../support/script.sh"
 script=$1
-work=$(mktemp -d)
-loop=
-# shellcheck disable=SC2317 # called by the trap
-clean()
-{
-    if [[ -n $loop ]]; then
-        umount "$work"/mnt/data* 2>/dev/null || true
-        losetup -d "$loop" || true
-    fi
-    rm -rf "$work"
-}
-trap clean EXIT
-failures=0
 
-complain()
-{
-    echo "FAILED: $*" >&2
-    failures=$((failures + 1))
-}
-
-# expect NAME EXPECTED ACTUAL
-expect()
-{
-    if [[ $2 != "$3" ]]; then
-        complain "$1: expected [$2], found [$3]"
-    fi
-}
-
-# stub NAME: a command from standard input.
-stub()
-{
-    { echo '#!/bin/bash'; cat; } >"$work/bin/$1"
-    chmod +x "$work/bin/$1"
-}
-
-# run SERIAL: the script's words joined by blanks in $words, its exit status in $status.
+# run NAME SERIAL RESULT: the script's exit status and words, joined by blanks.
 run()
 {
-    status=0
-    words=$(DRIVEPREP_ROOT=$work PATH=$work/bin:$PATH "$script" prep "$1" 2>"$work/errors" | tr '\n' ' '; exit "${PIPESTATUS[0]}") ||
+    local status=0 words
+    words=$(DRIVEPREP_ROOT=$work PATH=$work/bin:$PATH "$script" prep "$2" 2>"$work/errors" | tr '\n' ' '; exit "${PIPESTATUS[0]}") ||
         status=$?
-    words=${words% }
+    words="$status $words"
+    expect "$1" "$3" "${words% }"
 }
 
 # A machine with the drives sdx (serial NEW1) and sdy (serial TWIN), described by files: what is on it, how the commands
@@ -166,79 +133,68 @@ calls()
     tr '\n' ';' <"$STATE/calls" | sed "s,$work,,g"
 }
 
-# refused NAME SERIAL: with status 3 and without a word or a change.
+# refused NAME [SERIAL]: with status 3 and without a word or a change.
 refused()
 {
-    run "$2"
-    expect "$1: status" 3 "$status"
-    expect "$1: words" "" "$words"
+    run "$1" "${2:-NEW1}" 3
     expect "$1: calls" "" "$(calls)"
-    [[ -s $work/errors ]] || complain "$1: no reason given"
+    [[ -s $work/errors ]] || fail "$1: no reason given"
 }
 
 new_machine
-run NEW1
-expect "new drive: status" 0 "$status"
-expect "new drive: words" "partition format mount" "$words"
+run "new drive" NEW1 "0 partition format mount"
 expect "new drive: calls" \
     "parted -s -a optimal -- /dev/sdx mklabel gpt mkpart corvane-new 1MiB 100%;mkfs.xfs;parted -s -- /dev/sdx name 1 corvane-data;mount -t xfs -o defaults,noatime UUID=77-88 /mnt/data2;" \
     "$(calls)"
 expect "new drive: fstab" "UUID=77-88 $work/mnt/data2 xfs defaults,noatime,nofail 0 0" "$(tail -n 1 "$work/etc/fstab")"
 expect "new drive: lines of fstab" 3 "$(wc -l <"$work/etc/fstab")"
-[[ ! -e $STATE/unexpected ]] || complain "$(cat "$STATE/unexpected")"
-run NEW1 # its entry is used again
-expect "second run: words" mount "$words"
+[[ ! -e $STATE/unexpected ]] || fail "$(cat "$STATE/unexpected")"
+run "second run" NEW1 "0 mount" # its entry is used again
 expect "second run: lines of fstab" 3 "$(wc -l <"$work/etc/fstab")"
 : >"$STATE/calls"
 printf '\n%s\n' "$work/mnt/data2" >"$STATE/uses"
-run NEW1
-expect "mounted by its entry: status" 0 "$status"
-expect "mounted by its entry: calls" "" "$words$(calls)"
+run "mounted by its entry" NEW1 0
+expect "mounted by its entry: calls" "" "$(calls)"
 printf '\n%s\n' "$work/mnt/data2\\x0a/elsewhere" >"$STATE/uses"
-refused "mounted elsewhere too" NEW1
+refused "mounted elsewhere too"
 echo corvane-new >"$STATE/name"
 printf '\n%s\n' "$work/mnt/data2" >"$STATE/uses"
-refused "unfinished, mounted by an entry" NEW1
+refused "unfinished, mounted by an entry"
 
 new_machine
 echo filesystem=ext4 >>"$work/etc/corvane/driveprep"
 rm "$work/etc/fstab"
-run NEW1
-expect "ext4: status" 0 "$status"
+run "ext4" NEW1 "0 partition format mount"
 expect "ext4: fstab" "UUID=77-88 $work/mnt/data1 ext4 defaults,noatime,nofail 0 2" "$(cat "$work/etc/fstab")"
 
 # A stage that fails; the last word tells which, and the drive is empty again until it has data.
-while read -r name words_then left; do
+while read -r name words_then left again; do
     new_machine
     cp "$work/etc/fstab" "$work/fstab"
     touch "$STATE/fails-$name"
-    run NEW1
-    expect "$name fails: status" 1 "$status"
-    expect "$name fails: words" "${words_then//,/ }" "$words"
+    run "$name fails" NEW1 "1 ${words_then//,/ }"
     expect "$name fails: partitions left" "$left" "$(wc -l <"$STATE/parts")"
-    cmp -s "$work/etc/fstab" "$work/fstab" || complain "$name fails: fstab is changed"
+    same "$name fails: fstab is changed" "$work/fstab" "$work/etc/fstab"
     expect "$name fails: directories left" "" "$(ls "$work/mnt")"
     rm "$STATE/fails-$name"
-    run NEW1
-    expect "$name failed once: status" 0 "$status"
+    run "$name failed once" NEW1 "0 ${again//,/ }"
 done <<'END'
-partition partition 0
-format partition,format 0
-name partition,format 0
-mount partition,format,mount 1
+partition partition 0 partition,format,mount
+format partition,format 0 partition,format,mount
+name partition,format 0 partition,format,mount
+mount partition,format,mount 1 mount
 END
 
 # What somebody else has made of the drive meanwhile is left alone, by the cleaning up too.
-while read -r name file content calls_then; do
+while read -r name file content words_then calls_then; do
     new_machine
     echo "$content" >"$STATE/$file"
-    run NEW1
-    expect "$name: status" 1 "$status"
+    run "$name" NEW1 "1 ${words_then//,/ }"
     expect "$name: calls" "$calls_then" "$(calls | sed 's/parted -s -a[^;]*/parted/')"
 done <<'END'
-exchanged-after-the-partition exchange-partition - parted;
-exchanged-after-the-format exchange-format - parted;mkfs.xfs;
-partition-of-another other-name system parted;
+exchanged-after-the-partition exchange-partition - partition,format parted;
+exchanged-after-the-format exchange-format - partition,format parted;mkfs.xfs;
+partition-of-another other-name system partition,format parted;
 END
 for change in "serial OTHER" "name corvane-data"; do
     new_machine
@@ -246,13 +202,12 @@ for change in "serial OTHER" "name corvane-data"; do
 echo "${change#* }" >"\$STATE/${change% *}"
 exit 1
 END
-    run NEW1
-    expect "format fails, $change meanwhile: calls" "1 parted;" "$status $(calls | sed 's/parted -s -a[^;]*/parted/')"
+    run "format fails, $change meanwhile" NEW1 "1 partition format"
+    expect "format fails, $change meanwhile: calls" "parted;" "$(calls | sed 's/parted -s -a[^;]*/parted/')"
 done
 new_machine
 touch "$STATE/no-device"
-run NEW1
-expect "no device for the partition: status" "1 partition" "$status $words"
+run "no device for the partition" NEW1 "1 partition"
 expect "no device for the partition: partitions left" 0 "$(wc -l <"$STATE/parts")"
 expect "no device for the partition: tries" 100 "$(wc -l <"$STATE/sleeps")"
 
@@ -262,10 +217,9 @@ for property in "removable 1" "transport usb"; do
     echo "${property#* }" >"$STATE/${property% *}"
     ln -s "$DEV/sdx" "$DEV/disk/by-slot/front"
     ln -s "$DEV/sdy" "$DEV/disk/by-slot/1"
-    refused "$property in no bay" NEW1
+    refused "$property in no bay"
     ln -s "$DEV/sdx" "$DEV/disk/by-slot/02"
-    run NEW1
-    expect "$property in a bay: status" 0 "$status"
+    run "$property in a bay" NEW1 "0 partition format mount"
 done
 
 # Cut off before, during and after the format.
@@ -273,68 +227,60 @@ for name in "" xfs ext4; do
     new_machine
     has_data corvane-new "$name"
     [[ $name != ext4 ]] || echo lost+found >"$STATE/files"
-    run NEW1
-    expect "unfinished drive with [$name]: words" "format mount" "$words"
+    run "unfinished drive with [$name]" NEW1 "0 format mount"
     expect "unfinished drive with [$name]: directories left" "" "$(ls -d "$work"/run/corvane-look* 2>/dev/null)"
 done
 
-# Everything that is refused.
+# Everything that is refused: on a drive without anything, or on one with a partition of this name and file system.
 new_machine
 refused "unknown serial number" NEW
 refused "two drives of one serial number" TWIN
-while read -r name file content; do
+while read -r name partition file content; do
     new_machine
-    printf '%b\n' "${content//\$DEV/$DEV}" >"$STATE/$file"
-    refused "$name" NEW1
+    [[ $partition == - ]] || has_data "${partition%,*}" "${partition#*,}"
+    [[ -z $file ]] || printf '%b\n' "${content//\$DEV/$DEV}" >"$STATE/$file"
+    refused "$name"
 done <<'END'
-mounted uses \n/mnt/elsewhere
-swap uses [SWAP]
-no-disk types loop
-array types disk\npart\nraid1
-volume types disk\nlvm
-removable removable 1
-usb transport usb
-read-only readonly 1
-no-size size 0
-system below-root /dev/mapper/root\n$DEV/sdx3\n$DEV/sdx
-wipefs-fails fails-wipefs x
-unreadable-start reads-start 0
-unreadable-end reads-end 4193792
-in-use-unseen fails-alone x
-filesystem-without-partition signatures xfs
-empty-partition-table signatures gpt
-raid-signature signatures linux_raid_member
-partition parts /dev/sdx1
-END
-for name in "data xfs" "corvane-data " "corvane-data ntfs" "corvane-data2 xfs"; do
-    new_machine
-    has_data "${name% *}" "${name#* }"
-    refused "partition named $name" NEW1
-done
-while read -r name file content; do
-    new_machine
-    has_data corvane-new xfs
-    printf '%b\n' "$content" >"$STATE/$file"
-    refused "unfinished drive: $name" NEW1
-done <<'END'
-files files video
-unmountable fails-look x
-physical-volume filesystem LVM2_member
-encrypted filesystem xfs\ncrypto_LUKS
-unreadable reads-end 0
-in-use-unseen fails-alone x
+mounted - uses \n/mnt/elsewhere
+swap - uses [SWAP]
+no-disk - types loop
+array - types disk\npart\nraid1
+volume - types disk\nlvm
+removable - removable 1
+usb - transport usb
+read-only - readonly 1
+no-size - size 0
+system - below-root /dev/mapper/root\n$DEV/sdx3\n$DEV/sdx
+wipefs-fails - fails-wipefs x
+unreadable-start - reads-start 0
+unreadable-end - reads-end 4193792
+in-use-unseen - fails-alone x
+filesystem-without-partition - signatures xfs
+empty-partition-table - signatures gpt
+raid-signature - signatures linux_raid_member
+partition - parts /dev/sdx1
+foreign-partition data,xfs
+no-filesystem corvane-data,
+other-filesystem corvane-data,ntfs
+other-name corvane-data2,xfs
+unfinished-with-files corvane-new,xfs files video
+unfinished-unmountable corvane-new,xfs fails-look x
+unfinished-physical-volume corvane-new,xfs filesystem LVM2_member
+unfinished-encrypted corvane-new,xfs filesystem xfs\ncrypto_LUKS
+unfinished-unreadable corvane-new,xfs reads-end 0
+unfinished-in-use-unseen corvane-new,xfs fails-alone x
 END
 new_machine
 has_data corvane-data xfs
 echo "$STATE/sdx2" >>"$STATE/parts"
-refused "two partitions" NEW1
+refused "two partitions"
 new_machine
 echo "filesystem=ntfs" >>"$work/etc/corvane/driveprep"
-refused "settings" NEW1
+refused "settings"
 new_machine
 exec 8>"$work/run/corvane-driveprep.lock"
 flock 8
-refused "two at a time" NEW1
+refused "two at a time"
 exec 8>&-
 for arguments in "" prep "prep A B" "check A"; do
     status=0
@@ -344,12 +290,7 @@ for arguments in "" prep "prep A B" "check A"; do
 done
 
 # The real tools on a loop device, which only has to pass for a disk with a serial number.
-truncate -s 400M "$work/drive.img"
-if [[ $(id -u) -ne 0 ]] || ! command -v parted mkfs.xfs >/dev/null ||
-    ! loop=$(losetup --find --show --partscan "$work/drive.img" 2>/dev/null); then
-    echo "without root, parted, mkfs.xfs or loop devices: the real tools were not tried"
-    exit $((failures > 0))
-fi
+attach "$work/drive.img"
 new_machine
 rm "$work"/bin/*
 lsblk=$(command -v lsblk)
@@ -360,59 +301,45 @@ case "\$*" in
 *) $lsblk "\$@" | sed 's/\bloop\$/disk/' ;;
 esac
 END
-run LOOP1
-expect "loop device: status" 0 "$status"
-expect "loop device: words" "partition format mount" "$words"
-[[ $status -eq 0 ]] || cat "$work/errors" >&2
-expect "loop device: mounted" "xfs" "$(findmnt -no FSTYPE "$work/mnt/data2")"
+run "loop device" LOOP1 "0 partition format mount"
+expect "loop device: mounted" "xfs" "$(findmnt -no FSTYPE "$work/mnt/data2" || cat "$work/errors")"
 echo "a recording" >"$work/mnt/data2/recording"
-run LOOP1
-expect "mounted loop device: status and words" "0 " "$status $words"
+run "mounted loop device" LOOP1 0
 cp "$work/etc/fstab" "$work/fstab"
 sed -i '$d' "$work/etc/fstab"
-run LOOP1
-expect "loop device mounted without an entry: status" 3 "$status"
+run "loop device mounted without an entry" LOOP1 3
 cp "$work/fstab" "$work/etc/fstab"
 umount "$work/mnt/data2"
-run LOOP1
-expect "loop device again: words" mount "$words"
+run "loop device again" LOOP1 "0 mount"
 expect "loop device again: data" "a recording" "$(cat "$work/mnt/data2/recording")"
 umount "$work/mnt/data2"
 
 # Somebody stored files on a partition that has still the first name. Without them the next run formats; one that cannot
 # leaves an empty drive.
 parted -s "$loop" name 1 corvane-new 2>/dev/null
-run LOOP1
-expect "unfinished loop device with files: status" 3 "$status"
+run "unfinished loop device with files" LOOP1 3
 mount "$loop"p1 "$work/mnt/data2"
 expect "unfinished loop device with files: data" "a recording" "$(cat "$work/mnt/data2/recording")"
 rm "$work/mnt/data2/recording"
 umount "$work/mnt/data2"
-stub mkfs.xfs <<'END'
-exit 1
-END
-run LOOP1
-expect "loop device that cannot be formatted: words" "format" "$words"
+stub mkfs.xfs <<<"exit 1"
+run "loop device that cannot be formatted" LOOP1 "1 format"
 expect "loop device that cannot be formatted: signatures" "" "$(wipefs --noheadings --output TYPE "$loop")"
 rm "$work/bin/mkfs.xfs"
-run LOOP1
-expect "emptied loop device: words" "partition format mount" "$words"
+run "emptied loop device" LOOP1 "0 partition format mount"
 umount "$work/mnt/data3" # the entry of the file system before is still there
 
 # What others have made is refused.
 wipefs -q -a "$loop"p1 "$loop"
 mkfs.ext4 -q -F "$loop"
-run LOOP1
-expect "loop device with a file system: status" 3 "$status"
+run "loop device with a file system" LOOP1 3
 
 # A drive whose sectors cannot be read looks empty to wipefs and blkid.
 wipefs -q -a "$loop"
 truncate -s 0 "$work/drive.img"
 expect "unreadable loop device: wipefs sees" "" "$(wipefs --noheadings --output TYPE "$loop")"
-run LOOP1
-expect "unreadable loop device: status and words" "3 " "$status $words"
+run "unreadable loop device" LOOP1 3
 truncate -s 200M "$work/drive.img"
-run LOOP1
-expect "loop device with an unreadable end: status and words" "3 " "$status $words"
+run "loop device with an unreadable end" LOOP1 3
 echo "the real tools were tried on $loop"
-exit $((failures > 0))
+finish
