@@ -124,7 +124,6 @@ TEST_P(CoreDumpFailures, EndItForGood)
     EXPECT_THAT(m_host.Programs(), ElementsAre(kEnable));
     EXPECT_EQ(m_host.LogTexts().size(), 1U);
 }
-
 INSTANTIATE_TEST_SUITE_P(
     Cases, CoreDumpFailures,
     testing::Values(

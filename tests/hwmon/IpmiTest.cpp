@@ -138,7 +138,6 @@ TEST_P(IpmiParser, GivesTheReadings)
 {
     EXPECT_EQ(Parsed(GetParam().exitCode, GetParam().output), GetParam().expected);
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, IpmiParser, testing::ValuesIn(kParserCases), kCaseName);
 
 TEST(IpmiParserLimits, ALongLineIsNeitherCutNorFatalAndNulIsText)
@@ -365,7 +364,6 @@ TEST_P(IpmiSetting, IsReadFromTheFile)
     monitor.Poll(CManualClock());
     EXPECT_EQ(host.Programs().size(), GetParam().expected ? 1U : 0U);
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, IpmiSetting, testing::ValuesIn(kEnabledCases), kCaseName);
 
 TEST_F(IpmiMonitoring, ItsOwnFileIsReadBackAndMayBeSwitchedOff)

@@ -35,26 +35,13 @@ class ArcControllerTest : public testing::Test
 protected:
     ArcControllerTest()
     {
-        m_host.SetProgramHook(
-            [this](const CFakeHost::Arguments& arguments) -> std::optional<CFakeHost::Answer>
-            {
-                const auto found = m_answers.find(arguments);
-                return found != m_answers.end() ? std::optional(found->second) : std::nullopt;
-            });
-        Answer(kConfig, {.output = kArcConfigText});
-        Answer(kList, {.output = kArcListText});
-        Answer(kStatus, {.output = kArcTasksText});
-        Answer(kSmart, {.output = ArcSmartText(kArcSmartRow)});
-    }
-    ~ArcControllerTest() override { m_host.SetProgramHook({}); }
-
-    // From now on. Only while no program runs: the host's thread reads the answers.
-    void Answer(const CFakeHost::Arguments& arguments, const CFakeHost::Answer& answer)
-    {
-        m_answers[arguments] = answer;
+        AnswerConfig(kArcConfigText);
+        m_host.SetAnswer(kList, {.output = kArcListText});
+        m_host.SetAnswer(kStatus, {.output = kArcTasksText});
+        m_host.SetAnswer(kSmart, {.output = ArcSmartText(kArcSmartRow)});
     }
 
-    void AnswerConfig(const std::string& text) { Answer(kConfig, {.output = text}); }
+    void AnswerConfig(const std::string& text) { m_host.SetAnswer(kConfig, {.output = text}); }
 
     [[nodiscard]] std::vector<std::string> Units() const
     {
@@ -69,7 +56,6 @@ protected:
         return units;
     }
 
-    std::map<CFakeHost::Arguments, CFakeHost::Answer> m_answers;
     CFakeHost m_host;
     const std::shared_ptr<ArcController> m_controller =
         std::make_shared<ArcController>(std::make_shared<CManualClock>());
@@ -116,7 +102,7 @@ TEST_F(ArcControllerTest, FailureIsLoggedOnceAndKeepsWhatIsKnown)
     for (const auto& [command, word] : {std::pair(kStatus, "task"), {kList, "status"}, {kConfig, "config"}})
     {
         m_host.Forget();
-        Answer(command, {.startError = ENOENT});
+        m_host.SetAnswer(command, {.startError = ENOENT});
         m_controller->RefreshVolumes();
         EXPECT_THAT(m_host.LogTexts(75), ElementsAre(std::string("Failed to refresh RAID volumes - arcconf "
                                                                  "ExecuteControllerInfo ") +
@@ -161,7 +147,7 @@ TEST_F(ArcControllerTest, SmartAndTemperatureByName)
     EXPECT_EQ(m_controller->GetDiskTemperature("0:10"), std::nullopt);
     EXPECT_THAT(m_controller->GetDiskSmartAttributes("0:10"), IsEmpty());
     const std::string low = Replaced(kArcSmartRow, "thresholdValue=\"5\"", "thresholdValue=\"91\"");
-    Answer(kSmart, {.output = ArcSmartText(Replaced(low, "0x05", "0x01") + kArcSmartRow + low)});
+    m_host.SetAnswer(kSmart, {.output = ArcSmartText(Replaced(low, "0x05", "0x01") + kArcSmartRow + low)});
     m_controller->RefreshDisks();
     EXPECT_EQ(m_controller->GetDiskTemperature("0:10"), 34);
     EXPECT_EQ(m_controller->GetDiskTemperature("0:11"), std::nullopt);
@@ -177,7 +163,7 @@ TEST_F(ArcControllerTest, SmartAndTemperatureByName)
     EXPECT_FALSE(row.advisoryBit || row.preFailBit || row.changed);
 
     // A failed query leaves the data as it was.
-    Answer(kSmart, {.startError = ENOENT});
+    m_host.SetAnswer(kSmart, {.startError = ENOENT});
     EXPECT_EQ(m_controller->RefreshDisks().size(), 7U);
     EXPECT_EQ(m_controller->GetDiskSmartAttributes("0:10").size(), 2U);
     EXPECT_THAT(m_host.LogTexts(75),
@@ -193,7 +179,7 @@ TEST_F(ArcControllerTest, FreeDisksAreReadyAndLargeEnough)
     EXPECT_EQ(free[0].name + " " + free[1].name, "0:14 0:2");
     EXPECT_EQ(free[0].sizeGB, 7630);
     AnswerConfig(Replaced(kArcConfigText, "\"536870912\"", "\"536870911\""));
-    Answer(kList, {.output = Replaced(kArcListText, "Ready (SAS", "Ready - Missing (SAS")});
+    m_host.SetAnswer(kList, {.output = Replaced(kArcListText, "Ready (SAS", "Ready - Missing (SAS")});
     m_controller->RefreshDisks();
     EXPECT_THAT(m_controller->GetUnconfiguredDisks(), IsEmpty());
 }
@@ -207,7 +193,7 @@ TEST_F(ArcControllerTest, CreatesTheDataVolume)
         Words("arcconf CREATE 1 LOGICALDRIVE STRIPESIZE 512 LDCACHE LON MAX 6 0 14 0 2 NOPROMPT");
     const auto finish = [this, create](const CFakeHost::Answer& answer)
     {
-        Answer(create, answer);
+        m_host.SetAnswer(create, answer);
         m_host.Forget();
         m_controller->StartCreateVolume();
         EXPECT_THAT(m_host.Programs(), ElementsAre(create));
@@ -222,7 +208,7 @@ TEST_F(ArcControllerTest, CreatesTheDataVolume)
     AnswerConfig(Replaced(kArcConfigText, R"("raidLevel": 5)", R"("raidLevel": 10)"));
     EXPECT_EQ(finish({.output = done}), "new vol name not found");
     EXPECT_TRUE(m_controller->RefreshController().changed) << "the look for the new volume is not kept";
-    Answer(kStatus, {.output = ""});
+    m_host.SetAnswer(kStatus, {.output = ""});
     EXPECT_EQ(finish({.output = done}), "vol info error - arcconf task invalid response error 0");
 }
 
@@ -246,21 +232,21 @@ TEST_F(ArcControllerTest, SparesServeTheArrayOfTheDataVolume)
     EXPECT_THAT(m_host.Programs(), IsEmpty());
 
     const std::string done = ArcAnswerText("");
-    Answer(add, {.output = done});
-    Answer(remove, {.output = done});
+    m_host.SetAnswer(add, {.output = done});
+    m_host.SetAnswer(remove, {.output = done});
     EXPECT_THAT(configure("0:14", true), Pair(0, "1"));
     EXPECT_THAT(configure("0:13", false), Pair(0, ""));
     EXPECT_THAT(m_host.Programs(), ElementsAre(add, remove));
 
-    Answer(add, {.output = "Controllers found: 1\nInvalid drive.\n", .exitCode = 2});
-    Answer(remove, {.startError = ENOENT});
+    m_host.SetAnswer(add, {.output = "Controllers found: 1\nInvalid drive.\n", .exitCode = 2});
+    m_host.SetAnswer(remove, {.startError = ENOENT});
     EXPECT_THAT(configure("0:14", true), Pair(1, "arcconf addhotspare error 2 - Invalid drive."));
     EXPECT_THAT(configure("0:13", false), Pair(2, "arcconf ExecuteDeleteHotspare IPC failed"));
 
     AnswerConfig(
         Replaced(Replaced(kArcConfigText, R"("logicalDriveID": 1, "raid)", R"("logicalDriveID": 7, "raid)"),
                  R"("raidLevel": 1)", R"("raidLevel": 10)"));
-    Answer(kList, {.output = Replaced(kArcListText, "Logical 1 ", "Logical 7 ")});
+    m_host.SetAnswer(kList, {.output = Replaced(kArcListText, "Logical 1 ", "Logical 7 ")});
     m_controller->RefreshController();
     EXPECT_THAT(configure("0:14", true), Pair(1, "")) << "a data volume without an array";
 }

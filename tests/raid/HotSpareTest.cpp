@@ -114,7 +114,6 @@ TEST_P(HotSpare, RequestIsBookedOrRefused)
     }
     EXPECT_EQ(started, command.empty() ? "" : "storcli /c0/e252/s0 " + command + " J");
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, HotSpare, testing::ValuesIn(kCases), kCaseName);
 
 TEST_F(HotSpare, OfAUnitOrWithoutItsDataVolumeIsNone)

@@ -29,40 +29,22 @@ class LsiController : public testing::Test
 protected:
     LsiController()
     {
-        Answer(kController, storcli::Controller(m_drives));
-        Answer(kEnclosures, storcli::Enclosures());
-        Answer(kVolumes, storcli::Volumes({{}, {.ids = "1/4", .type = "RAID5", .size = "5.457 TB"}}));
-        Answer(kDisks, storcli::Disks(m_drives));
-        Answer(kSmart, storcli::Success(storcli::Smart("/c0/e252/s0")));
+        for (const auto& [command, output] : m_good)
+        {
+            Answer(command, output);
+        }
     }
 
     // The answer from now on.
-    void Answer(const CFakeHost::Arguments& arguments, const CFakeHost::Answer& answer)
+    void Answer(const CFakeHost::Arguments& command, const std::string& output)
     {
-        m_answers[arguments] = answer;
-        m_host.SetProgramHook(
-            [answers = m_answers](const CFakeHost::Arguments& asked) -> std::optional<CFakeHost::Answer>
-            {
-                const auto found = answers.find(asked);
-                return found != answers.end() ? std::optional(found->second) : std::nullopt;
-            });
-    }
-    void Answer(const CFakeHost::Arguments& arguments, const std::string& output)
-    {
-        Answer(arguments, CFakeHost::Answer{.output = output});
+        m_host.SetAnswer(command, {.output = output});
     }
 
     void RefreshAll()
     {
         EXPECT_TRUE(m_controller->RefreshController().ok);
         m_disks = m_controller->RefreshDisks();
-    }
-
-    std::vector<CFakeHost::Arguments> Programs()
-    {
-        auto programs = m_host.Programs();
-        m_host.Forget();
-        return programs;
     }
 
     std::string Unit(std::size_t number)
@@ -83,10 +65,16 @@ protected:
          .alert = "\"Yes\""},
         {.enclosure = "8", .slot = "7", .did = "9", .state = "UGood", .dg = "\"-\"", .size = "511.9 GB"},
         {.enclosure = "8", .slot = "8", .did = "10", .state = "UGood", .dg = "\"F\""},
-        {.enclosure = "8", .slot = "9", .did = "11", .state = "GHS", .dg = "\"-\""},
+        {.enclosure = "8", .slot = "9", .did = "11", .state = "GHS", .dg = "\"-\"", .otherErrors = "1"},
+    };
+    const std::map<CFakeHost::Arguments, std::string> m_good{
+        {kController, storcli::Controller(m_drives)},
+        {kEnclosures, storcli::Enclosures()},
+        {kVolumes, storcli::Volumes({{}, {.ids = "1/4", .type = "RAID5", .size = "5.457 TB"}})},
+        {kDisks, storcli::Disks(m_drives)},
+        {kSmart, storcli::Success(storcli::Smart("/c0/e252/s0"))},
     };
     CFakeHost m_host;
-    std::map<CFakeHost::Arguments, CFakeHost::Answer> m_answers;
     const std::shared_ptr<CLsiController> m_controller =
         std::make_shared<CLsiController>(false, std::make_shared<CManualClock>(5'000'000'000));
     DiskList m_disks;
@@ -138,7 +126,7 @@ TEST_F(LsiController, BuildsItsDisks)
         EXPECT_EQ(disk->m_source, DiskSource::Controller);
         EXPECT_EQ(disk->m_controller, m_controller);
         EXPECT_EQ(disk->m_controllerName + disk->m_otherName, "/c0" + disk->m_name);
-        EXPECT_EQ(disk->m_serialNumber, "S1");
+        EXPECT_EQ(disk->m_model + disk->m_serialNumber + disk->m_firmwareVersion, "MODEL 2TS1FW1");
         EXPECT_EQ(disk->m_linkSpeed, 6.0);
         lines.push_back(disk->m_name + " " + disk->m_status + " [" + disk->m_unitName + "] " +
                         std::to_string(disk->m_capacity) + " port " + std::to_string(disk->m_port) +
@@ -168,7 +156,8 @@ TEST_F(LsiController, DrivesErrorFlagsAreLoggedOnce)
     RefreshAll();
     m_controller->RefreshDisks();
     EXPECT_THAT(m_host.LogTexts(LogWarning),
-                ElementsAre("/c0/e252/s6 RAID SMART error flags: [MEDIA] [PREDICTIVE] [SMART]"));
+                ElementsAre("/c0/e252/s6 RAID SMART error flags: [MEDIA] [PREDICTIVE] [SMART]",
+                            "/c0/e8/s9 RAID SMART error flags: [OTHER]"));
 }
 
 TEST_F(LsiController, ReadsTheSmartTable)
@@ -219,13 +208,12 @@ TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
 {
     RefreshAll();
     m_host.Forget();
-    const auto good = m_answers.at(GetParam().command);
     const auto pass = [this]
     {
         m_controller->RefreshController();
         m_controller->RefreshDisks();
     };
-    Answer(GetParam().command, GetParam().answer);
+    m_host.SetAnswer(GetParam().command, GetParam().answer);
     pass();
     pass();
     const std::string line = std::string("Failed to refresh RAID ") + GetParam().line;
@@ -237,14 +225,13 @@ TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
     const bool volumes = GetParam().command == kVolumes;
     EXPECT_THAT(Unit(0), HasSubstr(volumes ? R"(Alarm="1" Message="storcli )" : R"(Message="Optl")"));
 
-    Answer(GetParam().command, good);
+    Answer(GetParam().command, m_good.at(GetParam().command));
     pass();
     EXPECT_EQ(Unit(0).empty(), !volumes) << "its state is back";
-    Answer(GetParam().command, GetParam().answer);
+    m_host.SetAnswer(GetParam().command, GetParam().answer);
     pass();
     EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(line, line)) << "again after a success";
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, LsiFailure, testing::ValuesIn(kFailureCases), kCaseName);
 
 TEST_F(LsiController, WithoutVolumesNoDiskIsSeen)
@@ -255,7 +242,7 @@ TEST_F(LsiController, WithoutVolumesNoDiskIsSeen)
     EXPECT_THAT(m_controller->RefreshDisks(), IsEmpty());
     EXPECT_THAT(m_host.LogTexts(LogError),
                 ElementsAre("Failed to refresh RAID disks - unknown ctlr or vol config"));
-    EXPECT_THAT(Programs(), IsEmpty());
+    EXPECT_THAT(m_host.Programs(), IsEmpty());
     EXPECT_THAT(m_controller->GetUnconfiguredDisks(), IsEmpty());
 }
 
@@ -268,7 +255,7 @@ TEST_F(LsiController, CreatesTheDataVolume)
     m_controller->m_prep.name = "/c0/v4";
     const auto finish = [this, &create](const CFakeHost::Answer& answer)
     {
-        Answer(create, answer);
+        m_host.SetAnswer(create, answer);
         m_controller->StartCreateVolume();
         const CreateVolumeResult result = m_controller->FinishCreateVolume();
         return std::string(result.ok ? "ok " : "failed ") + result.text;

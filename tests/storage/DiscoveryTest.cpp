@@ -8,28 +8,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace
 {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-
-struct Device
-{
-    std::string name;
-    std::string type;
-};
-
-std::string ScanReport(const std::vector<Device>& devices)
-{
-    std::string text;
-    for (const Device& device : devices)
-    {
-        text += (text.empty() ? "" : ",") + (R"({"name": ")" + device.name) + R"(", "type": ")" +
-                device.type + R"("})";
-    }
-    return R"({"smartctl": {"exit_status": 0}, "devices": [)" + text + "]}";
-}
 
 std::string ScsiReport(const std::string& vendor, const std::string& product)
 {
@@ -47,9 +32,18 @@ protected:
             full);
     }
 
-    void ScanFinds(const std::vector<Device>& devices)
+    // Names and types: "/dev/sda ata /dev/sdb sat".
+    void ScanFinds(const std::string& devices)
     {
-        m_host.OnProgram(ScanCommand(), {.output = ScanReport(devices)});
+        std::istringstream in(devices);
+        std::string list;
+        for (std::string device, type; in >> device >> type;)
+        {
+            list +=
+                (list.empty() ? "" : ",") + (R"({"name": ")" + device) + R"(", "type": ")" + type + R"("})";
+        }
+        m_host.OnProgram(ScanCommand(),
+                         {.output = R"({"smartctl": {"exit_status": 0}, "devices": [)" + list + "]}"});
     }
 
     // Called again for a device: its next report.
@@ -110,10 +104,9 @@ using DiscoveryRule = WithCases<Discovery, RuleCase>;
 TEST_P(DiscoveryRule, Rejects)
 {
     const RuleCase& row = GetParam();
-    const std::string device = row.device;
-    const std::string name = device.substr(0, device.find(' '));
     const std::string scan = row.scan;
-    ScanFinds({{name, device.substr(name.size() + 1)}});
+    ScanFinds(row.device);
+    const std::string name = std::string(row.device).substr(0, std::string_view(row.device).find(' '));
     std::vector<CFakeHost::Arguments> programs{ScanCommand()};
     if (!row.report.empty())
     {
@@ -136,12 +129,11 @@ TEST_P(DiscoveryRule, Rejects)
     EXPECT_THAT(m_host.Programs(), ElementsAre(ScanCommand()));
     EXPECT_THAT(m_found, IsEmpty());
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, DiscoveryRule, testing::ValuesIn(kRuleCases), kCaseName);
 
 TEST_F(Discovery, FullScanTakesIdentityAndRange)
 {
-    ScanFinds({{"/dev/sda", "sat"}, {"/dev/nvme0", "nvme"}});
+    ScanFinds("/dev/sda sat /dev/nvme0 nvme");
     Reports("/dev/sda", AtaReport(" S 1 ", kSpinUpRow, "", 0x10));
     Reports("/dev/nvme0", AtaReport("S2", kSpinUpRow)); // the scan's type decides, not the report's
     EXPECT_TRUE(Scan(true));
@@ -166,11 +158,7 @@ TEST_F(Discovery, FullScanTakesIdentityAndRange)
 
 TEST_F(Discovery, SecondDiskWithASerialIsIgnored)
 {
-    ScanFinds({{"/dev/sda", "ata"},
-               {"/dev/sdb", "ata"},
-               {"/dev/sdc", "ata"},
-               {"/dev/sdd", "ata"},
-               {"/dev/sde", "ata"}});
+    ScanFinds("/dev/sda ata /dev/sdb ata /dev/sdc ata /dev/sdd ata /dev/sde ata");
     Reports("/dev/sda", AtaReport("S1", "")); // rejected: its serial does not count
     Reports("/dev/sdb", AtaReport("S1", kSpinUpRow));
     Reports("/dev/sdc", AtaReport("S1", kSpinUpRow));
@@ -194,7 +182,7 @@ TEST_F(Discovery, SecondDiskWithASerialIsIgnored)
 TEST_F(Discovery, BrokenReportIsAskedForTenTimes)
 {
     const std::string retry = "50 SMARTCTL: /dev/sda get disk retry on invalid JSON";
-    ScanFinds({{"/dev/sda", "ata"}});
+    ScanFinds("/dev/sda ata");
     for (int broken = 0; broken < 9; ++broken)
     {
         Reports("/dev/sda", "{");
@@ -217,7 +205,7 @@ TEST_F(Discovery, BrokenReportIsAskedForTenTimes)
 
 TEST_F(Discovery, QuickScanOnlyConfirmsTheName)
 {
-    ScanFinds({{"/dev/nvme0", "nvme"}});
+    ScanFinds("/dev/nvme0 nvme");
     m_known.push_back(std::make_shared<CDisk>("/dev/nvme0"));
     EXPECT_TRUE(Scan(false));
     EXPECT_THAT(m_host.Programs(), ElementsAre(ScanCommand()));
@@ -246,7 +234,7 @@ TEST_F(Discovery, MergesIntoTheControllersDisks)
     behind->m_source = DiskSource::Controller;
     behind->m_serialNumber = "S1";
     m_found.push_back(behind);
-    ScanFinds({{"/dev/sda", "ata"}, {"/dev/sdb", "ata"}});
+    ScanFinds("/dev/sda ata /dev/sdb ata");
     Reports("/dev/sda", AtaReport("S1", kSpinUpRow));
     Reports("/dev/sdb", AtaReport("S2", kSpinUpRow));
     EXPECT_TRUE(Scan(true));

@@ -202,7 +202,6 @@ TEST_P(DiskMatch, Row)
     EXPECT_EQ(known->Matches(*scanned), GetParam().matches);
     EXPECT_EQ(known->m_status, GetParam().status);
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, DiskMatch, testing::ValuesIn(kMatchCases), kCaseName);
 
 TEST(DiskUpdate, OnlyTheCreatingPathUpdates)

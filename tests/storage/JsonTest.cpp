@@ -60,7 +60,6 @@ TEST_P(JsonInteger, IsReadInBothWidths)
     EXPECT_EQ(document.Root().Member("v").Int32(), GetParam().in32);
     EXPECT_EQ(document.Root().Member("v").Int64(), GetParam().in64);
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, JsonInteger, testing::ValuesIn(kIntegerCases), kCaseName);
 
 TEST(Json, ParsesOrNot)

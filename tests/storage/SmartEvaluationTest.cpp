@@ -150,7 +150,6 @@ TEST_P(SmartFlags, Row)
     }
     EXPECT_EQ(printed, GetParam().printed);
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, SmartFlags, testing::ValuesIn(kFlagCases), kCaseName);
 
 TEST_F(SmartEvaluation, FailedReportCostsTheAttributes)
@@ -244,7 +243,6 @@ TEST_P(SmartFallback, Row)
     EXPECT_THAT(Attributes(), ElementsAreArray(GetParam().after));
     EXPECT_THAT(LevelAndText(m_host), ElementsAreArray(GetParam().log));
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, SmartFallback, testing::ValuesIn(kFallbackCases), kCaseName);
 
 TEST_F(SmartEvaluation, MissingDiskIsNotAsked)
@@ -294,14 +292,10 @@ TEST_F(SmartEvaluation, TemperatureIsJudgedAtItsBoundsWithoutHysteresis)
 
 TEST_F(SmartEvaluation, OnlyHealthyStatusWordsRaiseNothing)
 {
-    for (const auto& [status, healthy] : {std::pair("", true),
-                                          {"OK", true},
-                                          {"Onln", true},
-                                          {"Completed without error", true},
-                                          {"Self test in progress", true},
-                                          {"ok", false},
-                                          {"Failed", false}})
+    for (const std::string status :
+         {"", "OK", "Onln", "Completed without error", "Self test in progress", "ok", "Failed"})
     {
+        const bool healthy = status != "ok" && status != "Failed";
         m_disk.m_status = status;
         m_disk.m_warnings.clear();
         m_host.Forget();

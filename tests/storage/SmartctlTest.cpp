@@ -66,7 +66,6 @@ TEST_P(SmartctlStatus, IsReadFromTheDocument)
     EXPECT_EQ(info.rawOutput, info.error.empty() ? "" : text);
     EXPECT_EQ(info.model, info.error.empty() ? "EXAMPLE" : "");
 }
-
 INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases), kCaseName);
 
 TEST(Smartctl, OutputWithoutStatusIsAnError)

@@ -180,6 +180,12 @@ void CFakeHost::OnProgram(const Arguments& arguments, const Answer& answer)
     m_answers[arguments].answers.push_back(answer);
 }
 
+void CFakeHost::SetAnswer(const Arguments& arguments, const Answer& answer)
+{
+    const std::lock_guard lock(m_mutex);
+    m_answers[arguments] = {.answers = {answer}};
+}
+
 void CFakeHost::SetProgramHook(ProgramHook hook)
 {
     const std::lock_guard lock(m_mutex);

@@ -88,6 +88,9 @@ public:
     // Adds an answer for that argument vector. Answers are used in order, the last one again and again.
     void OnProgram(const Arguments& arguments, const Answer& answer);
 
+    // From now on that vector has this answer and no other.
+    void SetAnswer(const Arguments& arguments, const Answer& answer);
+
     // Asked on the worker thread, without a lock, for vectors that have no answer. Without a hook, or when it
     // has no answer either, the start fails with ENOENT.
     void SetProgramHook(ProgramHook hook);
