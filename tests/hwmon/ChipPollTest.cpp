@@ -1,7 +1,6 @@
 // Polls of the families that let the chip compare: order of the accesses, and what is kept between polls.
 #include "tests/hwmon/ChipRig.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace
@@ -69,15 +68,7 @@ struct PollCount
     int later;
 };
 
-class PollCounts : public ChipRig, public testing::WithParamInterface<PollCount>
-{
-protected:
-    int CountPoll()
-    {
-        const std::string accesses = Poll();
-        return static_cast<int>(std::count(accesses.begin(), accesses.end(), ' ')) + 1;
-    }
-};
+using PollCounts = WithCases<ChipRig, PollCount>;
 
 TEST_P(PollCounts, AreTheChipsOwn)
 {
@@ -98,8 +89,8 @@ TEST_P(PollCounts, AreTheChipsOwn)
         const bool isStatus = index == 0x41 || index == 0x42 || (reg >> 8) == 4;
         m_ports->Monitor(reg) = isStatus ? 0x00 : 0x21;
     }
-    EXPECT_EQ(CountPoll(), GetParam().first);
-    EXPECT_EQ(CountPoll(), GetParam().later);
+    EXPECT_EQ(CountAccesses(Poll()), GetParam().first);
+    EXPECT_EQ(CountAccesses(Poll()), GetParam().later);
 }
 INSTANTIATE_TEST_SUITE_P(
     Cases, PollCounts,

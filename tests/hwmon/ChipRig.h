@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -44,6 +45,12 @@ protected:
 
     // One poll; the accesses it made.
     std::string Poll();
+
+    // Of what Poll and the ports' TakeRegisters return.
+    static std::ptrdiff_t CountAccesses(const std::string& accesses)
+    {
+        return std::count(accesses.begin(), accesses.end(), ' ') + 1;
+    }
 
     // Documents as text, without the parent element.
     std::string Elements(bool full);

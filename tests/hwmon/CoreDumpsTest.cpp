@@ -1,6 +1,7 @@
 #include "hwmon/CoreDumps.h"
 
 #include "frame/Log.h"
+#include "frame/Text.h"
 #include "tests/support/Cases.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/TempDir.h"
@@ -149,20 +150,6 @@ TEST_F(CoreDumps, AFailureToDisableLeavesThemEnabled)
 
 namespace
 {
-std::string Describe(const CFakeHost& host)
-{
-    std::string text;
-    for (const auto& program : host.Programs())
-    {
-        text += program.back() + ";";
-    }
-    for (const std::string& line : host.LogTexts(LogWarning))
-    {
-        text += line + ";";
-    }
-    return text;
-}
-
 // In a process of its own, since a hard limit that was lowered stays so. Prints what happened.
 [[noreturn]] void RunWithFiniteHardLimit()
 {
@@ -185,7 +172,11 @@ std::string Describe(const CFakeHost& host)
         dumps.UpdateCoreDumps();
         std::filesystem::remove(dir.File(kMarker));
         dumps.UpdateCoreDumps();
-        seen = Describe(host) + std::to_string(CoreLimit().rlim_cur);
+        for (const auto& program : host.Programs())
+        {
+            seen += program.back() + ";";
+        }
+        seen += Join(host.LogTexts(LogWarning), ";") + ";" + std::to_string(CoreLimit().rlim_cur);
     }
     std::cerr << seen;
     std::exit(0);

@@ -2,7 +2,6 @@
 #include "tests/hwmon/ChipRig.h"
 
 #include <array>
-#include <sstream>
 
 namespace
 {
@@ -271,14 +270,9 @@ TEST_F(Watchdog, OperationsOfTwoThreadsDoNotInterleave)
     Monitor(SensorXml(1000, 0, 0) + SensorXml(3000, 0, 0));
     m_ports->Monitor(0x028) = 100;
     Poll(); // the first one also writes the limits
-    const auto count = [](const std::string& accesses)
-    {
-        std::istringstream words(accesses);
-        return std::distance(std::istream_iterator<std::string>(words), {});
-    };
-    const auto pollLength = count(Poll());
+    const std::ptrdiff_t pollLength = CountAccesses(Poll());
     m_chip->PingWatchdog();
-    const auto pingLength = count(m_ports->TakeRegisters());
+    const std::ptrdiff_t pingLength = CountAccesses(m_ports->TakeRegisters());
 
     std::thread heartbeat(
         [this]
@@ -295,16 +289,11 @@ TEST_F(Watchdog, OperationsOfTwoThreadsDoNotInterleave)
     heartbeat.join();
     const std::vector<std::thread::id> threads = m_ports->Threads();
     ASSERT_EQ(threads.size(), static_cast<std::size_t>(100 * pollLength + 400 * pingLength));
-    for (std::size_t at = 0; at < threads.size();)
+    for (auto at = threads.begin(); at < threads.end();)
     {
-        std::size_t end = at;
-        while (end < threads.size() && threads[end] == threads[at])
-        {
-            ++end;
-        }
-        const auto length = threads[at] == std::this_thread::get_id() ? pollLength : pingLength;
-        ASSERT_EQ(static_cast<std::ptrdiff_t>(end - at) % length, 0) << "at access " << at;
-        at = end;
+        const auto length = *at == std::this_thread::get_id() ? pollLength : pingLength;
+        ASSERT_EQ(std::count(at, at + std::min(length, threads.end() - at), *at), length);
+        at += length;
     }
 }
 } // namespace

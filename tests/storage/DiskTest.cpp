@@ -52,14 +52,14 @@ TEST(DiskElement, OfAPlainDiskWithEverything)
         R"(Capacity="-294967296" SmartAvailable="1" SmartEnabled="1" ControllerName="" UnitName="" OtherName="" )"
         R"(Speed="7200" LinkSpeed="1.500000" Hotspare="1" CanConfigureHotSpare="1" SelfTestSupport="0" )"
         R"(Attached="0" NonRaidPort="3" SupportsPrep="1">)"
-        R"(<Drives><Drive Name="/mnt/a" /><Drive Name="/mnt/b" /></Drives><Attributes>)"
-        R"(<Attribute Id="5" Flag="51" CurrentValue="1" WorstValue="2" RawValue="-2147483648" ThresholdValue="-1" )"
-        R"(AdvisoryBit="0" PreFailBit="0" OfflineCollectionBit="0" PerformanceBit="0" ErrorRateBit="0" )"
-        R"(ErrorCountBit="0" SelfPreserving="0" Threshold="0" MinThreshold="-1" MaxThreshold="-1" />)"
-        R"(<Attribute Id="194" Flag="34" CurrentValue="30" WorstValue="0" RawValue="0" ThresholdValue="0" )"
-        R"(AdvisoryBit="0" PreFailBit="0" OfflineCollectionBit="0" PerformanceBit="0" ErrorRateBit="0" )"
-        R"(ErrorCountBit="0" SelfPreserving="0" Threshold="1" MinThreshold="-10" MaxThreshold="45" />)"
-        R"(</Attributes><Thresholds><Threshold Id="194" Min="-10" Max="45" /></Thresholds></Disk>)");
+        R"(<Drives><Drive Name="/mnt/a" /><Drive Name="/mnt/b" /></Drives><Attributes>)" +
+            AttributeXml(
+                R"(Id="5" Flag="51" CurrentValue="1" WorstValue="2" RawValue="-2147483648" ThresholdValue="-1")",
+                R"( Threshold="0" MinThreshold="-1" MaxThreshold="-1")") +
+            AttributeXml(
+                R"(Id="194" Flag="34" CurrentValue="30" WorstValue="0" RawValue="0" ThresholdValue="0")",
+                R"( Threshold="1" MinThreshold="-10" MaxThreshold="45")") +
+            R"(</Attributes><Thresholds><Threshold Id="194" Min="-10" Max="45" /></Thresholds></Disk>)");
 }
 
 TEST(DiskElement, OfADiskBehindAController)

@@ -68,13 +68,17 @@ TEST_P(SmartctlStatus, IsReadFromTheDocument)
 }
 INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases), kCaseName);
 
-TEST(Smartctl, OutputWithoutStatusIsAnError)
+TEST(Smartctl, OutputWithoutAGoodStatusIsAnError)
 {
     EXPECT_EQ(ParseScan(2, "").error, "smartctl error 2");
     EXPECT_EQ(ParseScan(0, "").error, kSmartctlInvalidJson);
     EXPECT_EQ(ParseScan(0, "[]").error, kSmartctlInvalidJson);
     EXPECT_EQ(ParseScan(0x0900, "[]").error, "smartctl error 2304");
     EXPECT_EQ(ParseScan(2, R"({"smartctl": {"exit_status": true}})").error, "smartctl missing errcode");
+    const auto failed =
+        ParseScan(2, R"({"smartctl": {"exit_status": 2}, "devices": [{"name": "/dev/sda", "type": "sat"}]})");
+    EXPECT_EQ(failed.error, "smartctl device open failed");
+    EXPECT_TRUE(failed.devices.empty());
 }
 
 TEST(Smartctl, ScanMapsDeviceTypes)
@@ -94,14 +98,6 @@ TEST(Smartctl, ScanMapsDeviceTypes)
     EXPECT_EQ(
         seen,
         "/dev/sda=1 /dev/sdb=2 /dev/sdc=3 /dev/nvme0=4 /dev/bus/0=5 /dev/sdb=0 /dev/bus/0=1 /dev/sdd=0 ");
-}
-
-TEST(Smartctl, ScanOfAFailedRunHasNoDevices)
-{
-    const auto result =
-        ParseScan(2, R"({"smartctl": {"exit_status": 2}, "devices": [{"name": "/dev/sda", "type": "sat"}]})");
-    EXPECT_EQ(result.error, "smartctl device open failed");
-    EXPECT_TRUE(result.devices.empty());
 }
 
 TEST(Smartctl, AtaReportGivesIdentityTemperatureAndRows)

@@ -37,6 +37,15 @@ inline std::string AtaReport(const std::string& serial, const std::string& rows,
            serial + R"(", "ata_smart_attributes": {"table": [)" + rows + "]}" + more + "}";
 }
 
+// An element without any bit; `more` are further attributes, each beginning with a blank.
+inline std::string AttributeXml(const std::string& numbers, const std::string& more = {})
+{
+    return "<Attribute " + numbers +
+           R"( AdvisoryBit="0" PreFailBit="0" OfflineCollectionBit="0" PerformanceBit="0" ErrorRateBit="0")"
+           R"( ErrorCountBit="0" SelfPreserving="0")" +
+           more + " />";
+}
+
 // Knows one drive, by the disk's name, and one unit.
 class CFakeDiskController final : public CDiskController
 {
