@@ -39,25 +39,6 @@ TEST(Sensor, TypesComeFromTheId)
     }
 }
 
-TEST(Sensor, TheRangeStartsWithTheFirstReading)
-{
-    SensorDef sensor;
-    sensor.changed = false;
-    RecordReading(sensor, 0);
-    EXPECT_FALSE(sensor.changed) << "it showed 0 before";
-    RecordReading(sensor, 5);
-    EXPECT_TRUE(sensor.changed);
-    EXPECT_EQ(sensor.lowestSeen, 5);
-    EXPECT_EQ(sensor.highestSeen, 5);
-    RecordReading(sensor, -2);
-    RecordReading(sensor, 3);
-    EXPECT_EQ(sensor.lowestSeen, -2);
-    EXPECT_EQ(sensor.highestSeen, 5);
-    EXPECT_FALSE(WidenRange(sensor, 5));
-    EXPECT_TRUE(WidenRange(sensor, 6));
-    EXPECT_TRUE(WidenRange(sensor, -3));
-}
-
 TEST(Sensor, AlarmBitsMakeEventsAtTheirEdges)
 {
     SensorDef sensor = Sensor(1000);

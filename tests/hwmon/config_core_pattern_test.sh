@@ -5,11 +5,12 @@
 script=$1
 ours="$work/cores/core.%e.%p.%t"
 
-# fresh PATTERN: a machine on which the script has never run.
+# fresh NAME PATTERN: a machine on which the script has never run.
 fresh()
 {
+    name=$1
     rm -rf "$work/cores" "$work/run"
-    printf '%s\n' "$1" >"$work/pattern"
+    printf '%s\n' "$2" >"$work/pattern"
 }
 
 # run STATUS ARGUMENT...: runs the script and compares its exit status.
@@ -21,6 +22,15 @@ run()
         CORE_SAVED_FILE=${saved_file:-$work/run/saved} "$script" "$@" >"$work/out" 2>"$work/err" || status=$?
     [[ $status -eq $expected && ! -s $work/out ]] ||
         fail "$name: '$*' ended with $status, printed $(cat "$work/out" "$work/err")"
+}
+
+# do_all ARGUMENT...: runs of the script, which succeed.
+do_all()
+{
+    local argument
+    for argument in "$@"; do
+        run 0 "$argument"
+    done
 }
 
 # pattern TEXT: what the kernel has now.
@@ -36,8 +46,7 @@ check()
 }
 
 for before in '|/usr/lib/handler  %P \n %u ' ''; do
-    name="[$before] is put back exactly"
-    fresh "$before"
+    fresh "[$before] is put back exactly" "$before"
     run 0 enable
     pattern "$ours"
     check [ "$(stat -c %a "$work/cores")" = 700 ]
@@ -46,40 +55,31 @@ for before in '|/usr/lib/handler  %P \n %u ' ''; do
     check [ ! -e "$work/run/saved" ]
 done
 
-name="enabling twice keeps the first pattern"
-fresh old
-run 0 enable
-run 0 enable
-run 0 disable
+fresh "enabling twice keeps the first pattern" old
+do_all enable enable disable
 pattern old
-run 0 enable
-run 0 disable
+do_all enable disable
 pattern old
 
-name="what somebody set in between is kept by disable and put back after enable"
-fresh old
+fresh "what somebody set in between is kept by disable and put back after enable" old
 run 0 enable
 echo theirs >"$work/pattern"
 run 0 disable
 pattern theirs
 run 0 enable
 echo newer >"$work/pattern"
-run 0 enable
-run 0 disable
+do_all enable disable
 pattern newer
 
-name="disable without enable"
-fresh old
+fresh "disable without enable" old
 run 0 disable
 pattern old
 
-name="disable with nothing kept gives the kernel's default"
-fresh "$ours"
+fresh "disable with nothing kept gives the kernel's default" "$ours"
 run 0 disable
 pattern core
 
-name="wrong arguments touch nothing"
-fresh old
+fresh "wrong arguments touch nothing" old
 for arguments in '' on ENABLE 'enable enable' 'enable disable' --help; do
     # shellcheck disable=SC2086 # split on purpose
     run 2 $arguments
@@ -96,19 +96,16 @@ run 1 disable
 check [ ! -e "$work/pattern" ]
 check [ ! -e "$work/run/saved" ]
 
-name="a directory that cannot be made"
-fresh old
+fresh "a directory that cannot be made" old
 directory=$work/pattern/cores run 1 enable
 pattern old
 
-name="a place to keep it that cannot be made"
-fresh old
+fresh "a place to keep it that cannot be made" old
 saved_file=$work/pattern/saved run 1 enable
 pattern old
 
 # A device takes every write and gives back something else, as the kernel does with a pattern that is too long.
-name="a pattern that is not taken"
-fresh old
+fresh "a pattern that is not taken" old
 pattern_file=/dev/null run 1 enable
 check [ -s "$work/err" ]
 check [ ! -e "$work/run/saved" ]

@@ -78,7 +78,7 @@ make_box()
     : >"$work/calls"
 }
 
-# run STATUS WORD: the script ends so, its output has that word and no other.
+# run STATUS WORD [CALLS]: the script ends so, its output has that word and no other, and this was done, one line each.
 run()
 {
     local status=0 words
@@ -88,12 +88,7 @@ run()
         fail "$test: exit $status, words [$words]"
         cat "$work/out" >&2
     fi
-}
-
-# calls TEXT: what was done since the last time, one line each.
-calls()
-{
-    same "$test: other calls" <(printf '%s' "$1") "$work/calls"
+    [[ $# -lt 3 ]] || same "$test: other calls" <(printf '%s' "$3") "$work/calls"
     : >"$work/calls"
 }
 
@@ -108,14 +103,12 @@ mount='mount -t xfs -o noatime /dev/sdb1 /mnt/data
 
 test="an empty volume"
 make_box
-run 0 ''
-calls "$partition$format$name$mount"
+run 0 '' "$partition$format$name$mount"
 printf '%s\n' '/dev/sdc / ext4 defaults 0 1' 'UUID=U-1 /mnt/data xfs noatime,nofail,x-corvane-data 0 0' |
     same "$test: fstab" - "$root/etc/fstab"
 
 test="ready before, fstab knows it"
-run 0 ''
-calls 'mount UUID=U-1
+run 0 '' 'mount UUID=U-1
 '
 
 # Refusals: nothing may be touched. Each is a change to a box that would do.
@@ -124,8 +117,7 @@ refused()
     test=$1
     make_box
     eval "$2"
-    run 1 ''
-    calls ''
+    run 1 '' ''
     SIGNATURE='' BLKID='' FAIL='' TABLE='' CONTENT='' FILE='' END='' LATE=''
 }
 export SIGNATURE BLKID FAIL TABLE CONTENT FILE END LATE
@@ -182,41 +174,33 @@ done
 # Each stage fails, and the next run takes it up.
 test="partitioning fails"
 make_box
-FAIL=mklabel run 1 'partitioning_error '
-calls "${partition}wipefs -q -a /dev/sdb
+FAIL=mklabel run 1 'partitioning_error ' "${partition}wipefs -q -a /dev/sdb
 "
 test="formatting fails"
-FAIL=mkfs run 1 'format_error '
-calls "$partition$format"
+FAIL=mkfs run 1 'format_error ' "$partition$format"
 test="naming fails"
 export CONTENT=ext4
-FAIL='name 1' run 1 'format_error '
+FAIL='name 1' run 1 'format_error ' "$format$name"
 CONTENT=''
-calls "$format$name"
 test="mounting fails"
-FAIL='mount -t' run 1 'mount_part_error '
-calls "$format$name$mount"
+FAIL='mount -t' run 1 'mount_part_error ' "$format$name$mount"
 [[ $(find "$root/etc" -type f) == "$root/etc/fstab" && $(wc -l <"$root/etc/fstab") == 1 ]] || fail "$test: fstab was changed"
 test="the last stage"
-run 0 ''
-calls "$mount"
+run 0 '' "$mount"
 
 test="cut off between the table and the partition"
 make_box
 mkdir "$root/etc/corvane"
 echo naa.sdb >"$root/etc/corvane/raidprep.begun"
 rm "$root/proc/swaps" # a kernel without swap space
-SIGNATURE=$'gpt\ngpt\nPMBR' run 0 ''
-calls "$partition$format$name$mount"
+SIGNATURE=$'gpt\ngpt\nPMBR' run 0 '' "$partition$format$name$mount"
 [[ ! -e $root/etc/corvane/raidprep.begun ]] || fail "$test: the note stays"
 test="the partition's device is late"
 make_box
-LATE=9 run 0 ''
-calls "$partition$format$name$mount"
+LATE=9 run 0 '' "$partition$format$name$mount"
 test="the partition's device never comes"
 make_box
-LATE=11 run 1 'partitioning_error '
-calls "$partition"
+LATE=11 run 1 'partitioning_error ' "$partition"
 
 # The mount point.
 test="settings, and a line of ours for a volume that is gone"
@@ -224,8 +208,7 @@ make_box
 mkdir -p "$root/etc/corvane"
 printf 'filesystem=ext4\nmountpoint=/video' >"$root/etc/corvane/raidprep"
 echo 'UUID=U-0 /video xfs noatime,x-corvane-data,nofail 0 0' >>"$root/etc/fstab"
-run 0 ''
-calls "${partition}mkfs.ext4 -q -F -L corvane-data -m 0 -T largefile4 /dev/sdb1
+run 0 '' "${partition}mkfs.ext4 -q -F -L corvane-data -m 0 -T largefile4 /dev/sdb1
 $name${mount//mnt\/data/video}"
 grep -c /video "$root/etc/fstab" | grep -qx 1 || fail "$test: it stayed"
 for change in 'echo "UUID=U-0 /mnt/data xfs noatime 0 0" >>"$root/etc/fstab"' 'mkdir -p "$root/mnt/data/x"'; do
@@ -233,8 +216,7 @@ for change in 'echo "UUID=U-0 /mnt/data xfs noatime 0 0" >>"$root/etc/fstab"' 'm
     make_box
     eval "$change"
     cp "$root/etc/fstab" "$work/fstab"
-    run 1 'mount_part_error '
-    calls "$partition$format$name"
+    run 1 'mount_part_error ' "$partition$format$name"
     same "$test: fstab was changed" "$work/fstab" "$root/etc/fstab"
 done
 
