@@ -9,7 +9,6 @@
 #include "tests/support/ManualClock.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>

@@ -7,7 +7,6 @@
 #include "tests/support/TempDir.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <cerrno>

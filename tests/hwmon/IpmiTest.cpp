@@ -8,7 +8,6 @@
 #include "tests/support/TempDir.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>

@@ -4,7 +4,6 @@
 #include "tests/support/HostTexts.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <string>

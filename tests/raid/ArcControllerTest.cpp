@@ -5,9 +5,6 @@
 #include "tests/storage/StorageFakes.h"
 #include "tests/support/ManualClock.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cerrno>
 #include <iterator>

@@ -3,7 +3,6 @@
 #include "tests/raid/ArcconfTexts.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 

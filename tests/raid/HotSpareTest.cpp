@@ -6,16 +6,12 @@
 #include "tests/support/StorcliTexts.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace
 {
-enum class Outcome
-{
-    Done,
-    Refused,
-    NotStarted,
-};
+const CFakeHost::Answer kDone{.output = storcli::Success("")};
+const CFakeHost::Answer kRefused{.output = storcli::Failure()};
+const CFakeHost::Answer kNotStarted{.startError = 2};
 
 struct HotSpareCase
 {
@@ -23,33 +19,31 @@ struct HotSpareCase
     const char* volumes; // a mirror "1", a data volume "6"
     const char* state;   // of the disk, which is in no unit
     bool enable;
-    Outcome outcome;
+    const CFakeHost::Answer& answer;
     const char* command; // behind the disk's name, without the final "J"; empty: none is started
     const char* line;    // behind "HOTSPARE: ", D stands for the disk
     const char* after;   // kind, error, unit
 };
 
-using enum Outcome;
-
 // clang-format off
-constexpr auto kCases = std::to_array<HotSpareCase>({
-    {"Dedicated", "16", "UGood", true, Done, "add hotsparedrive dgs=1", "dedicated D to /c0/v4", "1 0 /c0/v4"},
-    {"Global", "6", "UGood", true, Done, "add hotsparedrive", "dedicated D to global", "2 0 "},
-    {"Refused", "16", "UGood", true, Refused, "add hotsparedrive dgs=1", "storcli error Failure", "0 1 "},
-    {"DedicatedNotStarted", "16", "UGood", true, NotStarted, "add hotsparedrive dgs=1",
+const std::vector<HotSpareCase> kCases{
+    {"Dedicated", "16", "UGood", true, kDone, "add hotsparedrive dgs=1", "dedicated D to /c0/v4", "1 0 /c0/v4"},
+    {"Global", "6", "UGood", true, kDone, "add hotsparedrive", "dedicated D to global", "2 0 "},
+    {"Refused", "16", "UGood", true, kRefused, "add hotsparedrive dgs=1", "storcli error Failure", "0 1 "},
+    {"DedicatedNotStarted", "16", "UGood", true, kNotStarted, "add hotsparedrive dgs=1",
      "storcli ExecuteAddHotspare D (DG 1) IPC failed", "0 1 "},
-    {"GlobalNotStarted", "6", "UGood", true, NotStarted, "add hotsparedrive",
+    {"GlobalNotStarted", "6", "UGood", true, kNotStarted, "add hotsparedrive",
      "storcli ExecuteAddHotspare D (global) IPC failed", "0 1 "},
-    {"Released", "6", "GHS", false, Done, "delete hotsparedrive", "disabled D", "0 0 "},
-    {"ReleaseRefused", "6", "DHS", false, Refused, "delete hotsparedrive", "storcli error Failure", "1 2 "},
-    {"ReleaseNotStarted", "6", "DHS", false, NotStarted, "delete hotsparedrive",
+    {"Released", "6", "GHS", false, kDone, "delete hotsparedrive", "disabled D", "0 0 "},
+    {"ReleaseRefused", "6", "DHS", false, kRefused, "delete hotsparedrive", "storcli error Failure", "1 2 "},
+    {"ReleaseNotStarted", "6", "DHS", false, kNotStarted, "delete hotsparedrive",
      "storcli ExecuteDeleteHotspare D IPC failed", "1 2 "},
-    {"UnsupportedGlobalReleased", "16", "GHS", false, Done, "delete hotsparedrive", "disabled D", "0 0 "},
-    {"AlreadyASpare", "6", "HSP", true, Done, "", "enable D ignored - already enabled or disabled", "3 0 "},
-    {"AlreadyASpareBesideAMirror", "16", "HSP", true, Done, "", "enable D ignored - already enabled or disabled", "3 3 "},
-    {"AlreadyNone", "6", "UGood", false, Done, "", "disable D ignored - already enabled or disabled", "0 0 "},
-    {"NoDataVolume", "1", "UGood", true, Done, "", "enable D ignored - disk may not be changed", "0 0 "},
-});
+    {"UnsupportedGlobalReleased", "16", "GHS", false, kDone, "delete hotsparedrive", "disabled D", "0 0 "},
+    {"AlreadyASpare", "6", "HSP", true, kDone, "", "enable D ignored - already enabled or disabled", "3 0 "},
+    {"AlreadyASpareBesideAMirror", "16", "HSP", true, kDone, "", "enable D ignored - already enabled or disabled", "3 3 "},
+    {"AlreadyNone", "6", "UGood", false, kDone, "", "disable D ignored - already enabled or disabled", "0 0 "},
+    {"NoDataVolume", "1", "UGood", true, kDone, "", "enable D ignored - disk may not be changed", "0 0 "},
+};
 // clang-format on
 
 class HotSpare : public testing::TestWithParam<HotSpareCase>
@@ -93,14 +87,7 @@ TEST_P(HotSpare, RequestIsBookedOrRefused)
 {
     const HotSpareCase& row = GetParam();
     Refresh(row.volumes, {.state = row.state, .dg = "\"-\""});
-    m_host.SetProgramHook(
-        [outcome = row.outcome](const CFakeHost::Arguments& /*asked*/)
-        {
-            return std::optional(outcome == NotStarted
-                                     ? CFakeHost::Answer{.startError = 2}
-                                     : CFakeHost::Answer{.output = outcome == Done ? storcli::Success("")
-                                                                                   : storcli::Failure()});
-        });
+    m_host.SetProgramHook([&row](const auto& /*asked*/) { return std::optional(row.answer); });
     const std::string command(row.command);
     EXPECT_EQ(m_disk->SetHotSpare(row.enable) != 0, !command.empty());
     EXPECT_EQ(LastLine(), std::string("HOTSPARE: ") + row.line);

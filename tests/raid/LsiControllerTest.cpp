@@ -8,7 +8,6 @@
 #include "tests/support/StorcliTexts.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 
@@ -65,7 +64,7 @@ protected:
          .alert = "\"Yes\""},
         {.enclosure = "8", .slot = "7", .did = "9", .state = "UGood", .dg = "\"-\"", .size = "511.9 GB"},
         {.enclosure = "8", .slot = "8", .did = "10", .state = "UGood", .dg = "\"F\""},
-        {.enclosure = "8", .slot = "9", .did = "11", .state = "GHS", .dg = "\"-\"", .otherErrors = "1"},
+        {.enclosure = "8", .slot = "9", .did = "11", .state = "DHS GHS", .dg = "\"F\"", .otherErrors = "1"},
     };
     const std::map<CFakeHost::Arguments, std::string> m_good{
         {kController, storcli::Controller(m_drives)},
@@ -138,7 +137,7 @@ TEST_F(LsiController, BuildsItsDisks)
                                    "/c0/e252/s6 UGood [] 512 port 6 index 6 spare 0",
                                    "/c0/e8/s7 UGood [] 511 port 7 index 7 spare 0",
                                    "/c0/e8/s8 UGood [Foreign] 1861 port 8 index 8 spare 0",
-                                   "/c0/e8/s9 GHS [] 1861 port 9 index 9 spare 2"));
+                                   "/c0/e8/s9 DHS GHS [Foreign] 1861 port 9 index 9 spare 2"));
     const auto free = m_controller->GetUnconfiguredDisks();
     ASSERT_EQ(free.size(), 1U) << "large enough, not foreign, no spare";
     EXPECT_EQ(free[0].name, "252:6");

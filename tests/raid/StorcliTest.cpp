@@ -5,7 +5,6 @@
 #include "tests/support/StorcliTexts.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 #include <string_view>
@@ -141,23 +140,6 @@ TEST(StorcliVolumes, RowsAndTasks)
                                 R"json({"Active Operations":"Rebuild (99999999999%)"})json"))),
         ElementsAre("/c0/v3 -1 3 0 0 ", "/c0/v3 -1 3 0 0 "))
         << "a volume without its numbers keeps its name";
-}
-
-TEST(StorcliDisks, StateWords)
-{
-    for (const auto& [state, dg, foreign, good, hotSpare] : {std::tuple("Onln", "\"F\"", true, false, 0),
-                                                             {"UGood", "\"-\"", false, true, 0},
-                                                             {"DHS", "1", false, false, 1},
-                                                             {"GHS", "\"-\"", false, false, 2},
-                                                             {"HSP", "\"F\"", true, false, 3},
-                                                             {"DHS GHS", "0", false, false, 2}})
-    {
-        const auto list = ParseDisksInfo(0, storcli::Disks({{.state = state, .dg = dg}}));
-        ASSERT_EQ(list.disks.size(), 1U);
-        EXPECT_EQ(list.disks[0].foreign, foreign) << state;
-        EXPECT_EQ(list.disks[0].unconfiguredGood, good) << state;
-        EXPECT_EQ(list.disks[0].hotSpare, hotSpare) << state;
-    }
 }
 
 TEST(StorcliDisks, AbsentAndMistypedMembersLeaveTheirFieldsEmpty)

@@ -5,9 +5,6 @@
 #include "tests/storage/StorageFakes.h"
 #include "tests/support/Cases.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <sstream>
 
 namespace
@@ -250,18 +247,13 @@ TEST(SmartConfigFile, CompleteEntriesAreAdded)
     ASSERT_TRUE(document.Parse(R"(
         <SmartConfig>
             <Disk Model="WDC WD40" FirstIgnoreLba="-5" LastIgnoreLba="9"/>
-            <Disk Model="" FirstIgnoreLba="1" LastIgnoreLba="9"/>
-            <Disk FirstIgnoreLba="1" LastIgnoreLba="9"/>
-            <Disk Model="NoFirst" LastIgnoreLba="9"/>
+            <Disk Model="" FirstIgnoreLba="1" LastIgnoreLba="9"/><Disk FirstIgnoreLba="1" LastIgnoreLba="9"/>
+            <Disk Model="NoFirst" LastIgnoreLba="9"/><Disk Model="NoNumber" FirstIgnoreLba="1" LastIgnoreLba="x"/>
             <Disk Model="ZeroFirst" FirstIgnoreLba="0" LastIgnoreLba="9"/>
             <Disk Model="ZeroLast" FirstIgnoreLba="1" LastIgnoreLba="0"/>
-            <Disk Model="NoNumber" FirstIgnoreLba="1" LastIgnoreLba="x"/>
             <Motherboard Name="BOARD 1">
-                <DriveSlot ScsiId="0" DisplayOrder="4"/>
-                <DriveSlot ScsiId="3" DisplayOrder="1"/>
-                <DriveSlot ScsiId="5" DisplayOrder="0"/>
-                <DriveSlot ScsiId="6"/>
-                <DriveSlot DisplayOrder="7"/>
+                <DriveSlot ScsiId="0" DisplayOrder="4"/><DriveSlot ScsiId="3" DisplayOrder="1"/>
+                <DriveSlot ScsiId="5" DisplayOrder="0"/><DriveSlot ScsiId="6"/><DriveSlot DisplayOrder="7"/>
             </Motherboard>
             <Motherboard Name="board 1"><DriveSlot ScsiId="7" DisplayOrder="7"/></Motherboard>
             <Motherboard><DriveSlot ScsiId="8" DisplayOrder="8"/></Motherboard>

@@ -5,9 +5,6 @@
 #include "tests/support/Cases.h"
 #include "tests/support/KernelWait.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cerrno>
 

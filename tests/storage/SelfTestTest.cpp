@@ -5,8 +5,6 @@
 #include "tests/support/ManualClock.h"
 #include "tests/support/TempDir.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>

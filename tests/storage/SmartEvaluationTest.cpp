@@ -3,9 +3,6 @@
 #include "tests/support/Cases.h"
 #include "tests/support/ManualClock.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 
 namespace

@@ -3,9 +3,6 @@
 #include "tests/storage/StorageFakes.h"
 #include "tests/support/Cases.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <string>
 #include <vector>

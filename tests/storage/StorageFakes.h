@@ -4,6 +4,8 @@
 #include "storage/Disk.h"
 #include "tests/support/HostTexts.h"
 
+#include <gmock/gmock.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
