@@ -90,14 +90,8 @@ protected:
     }
     void Poll(const std::string& output) { PollAnswer({.output = output}); }
 
-    [[nodiscard]] std::vector<std::string> Full() const
-    {
-        return DocumentTexts(m_host, MessageCategory::ConfigDocument);
-    }
-    [[nodiscard]] std::vector<std::string> Changes() const
-    {
-        return DocumentTexts(m_host, MessageCategory::StatusDocument);
-    }
+    [[nodiscard]] auto Full() const { return DocumentTexts(m_host, MessageCategory::ConfigDocument); }
+    [[nodiscard]] auto Changes() const { return DocumentTexts(m_host, MessageCategory::StatusDocument); }
 
     CFakeHost m_host;
     CManualClock m_clock{1'700'000'000};
@@ -127,10 +121,6 @@ std::string ChangeDocument(const std::string& elements)
     return R"(<?xml ?><zDVR><Sensors ID="3604480">)" + elements + "</Sensors></zDVR>";
 }
 
-std::string ModeLine(const std::string& mode)
-{
-    return "IPMI: monitoring " + mode;
-}
 } // namespace
 
 TEST_P(IpmiParser, GivesTheReadings)
@@ -179,7 +169,7 @@ TEST(IpmiSensorLimit, SensorsBeyondItAreIgnored)
 
 TEST_F(IpmiMonitoring, DiscoverySendsSavesAndReportsEverySensor)
 {
-    EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre(ModeLine("enabled")));
+    EXPECT_THAT(m_host.LogTexts(LogWarning), ElementsAre("IPMI: monitoring enabled"));
     Poll("FAN1,5400,RPM,ok\nCPU Temp,45,degrees C,ok\nOdd \"<&>,7,degrees C,cr\n12V,12,Volts,ok\n");
 
     EXPECT_THAT(m_host.Programs(), ElementsAre(kCommand));
@@ -359,7 +349,7 @@ TEST_P(IpmiSetting, IsReadFromTheFile)
     IpmiMonitor monitor(dir.File("ipmi.xml"));
     EXPECT_EQ(monitor.IsEnabled(), GetParam().expected);
     EXPECT_THAT(host.LogTexts(LogWarning),
-                ElementsAre(ModeLine(GetParam().expected ? "enabled" : "disabled")));
+                ElementsAre(GetParam().expected ? "IPMI: monitoring enabled" : "IPMI: monitoring disabled"));
     monitor.Poll(CManualClock());
     EXPECT_EQ(host.Programs().size(), GetParam().expected ? 1U : 0U);
 }

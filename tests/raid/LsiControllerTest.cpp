@@ -148,15 +148,11 @@ TEST_F(LsiController, BuildsItsDisks)
     const SmartctlTarget target = m_controller->GetSmartctlDevice("/c0/e252/s6");
     EXPECT_EQ(target.device + " " + target.deviceType, "/dev/bus/0 sat+megaraid,8");
     EXPECT_EQ(m_controller->GetSmartctlDevice("/dev/sda").device, "");
-}
-
-TEST_F(LsiController, DrivesErrorFlagsAreLoggedOnce)
-{
-    RefreshAll();
     m_controller->RefreshDisks();
     EXPECT_THAT(m_host.LogTexts(LogWarning),
                 ElementsAre("/c0/e252/s6 RAID SMART error flags: [MEDIA] [PREDICTIVE] [SMART]",
-                            "/c0/e8/s9 RAID SMART error flags: [OTHER]"));
+                            "/c0/e8/s9 RAID SMART error flags: [OTHER]"))
+        << "once each";
 }
 
 TEST_F(LsiController, ReadsTheSmartTable)

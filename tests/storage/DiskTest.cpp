@@ -94,40 +94,33 @@ TEST(DiskElement, LeavesOutAttributesWithoutAReading)
 
 TEST(DiskThresholds, AreReadFromTheElement)
 {
-    struct Case
-    {
-        const char* children;
-        bool changed;
-        ThresholdRange range;
-    };
-    static constexpr ThresholdRange kBefore{.min = 1, .max = 2};
-    static constexpr auto kCases = std::to_array<Case>({
-        {R"(<Thresholds><Threshold Id="194" Min="10" Max="45"/></Thresholds>)", true, {10, 45}},
-        {R"(<Thresholds><Threshold Id="194" Min="1" Max="2"/></Thresholds>)", false, kBefore},
-        {R"(<Thresholds><Threshold Id="194" Min="1" Max="3"/></Thresholds>)", true, {1, 3}},
-        {R"(<Thresholds><Threshold Id="194" Min="-1" Max="-5"/></Thresholds>)", true, {-1, -5}},
-        {R"(<Thresholds><Threshold Id="190" Min="10" Max="45"/></Thresholds>)", false, kBefore},
-        {R"(<Thresholds><Threshold Id="194" Max="45"/></Thresholds>)", false, kBefore},
-        {R"(<Thresholds><Threshold Id="194" Min="10" Max="x"/></Thresholds>)", false, kBefore},
-        {R"(<Thresholds><Threshold Min="10" Max="45"/></Thresholds>)", false, kBefore},
-        {R"(<Threshold Id="194" Min="10" Max="45"/>)", false, kBefore},
-        {R"(<Thresholds><Threshold Id="190"/><Threshold Id="194" Min="7" Max="8"/></Thresholds>)",
-         true,
-         {7, 8}},
-        // The last of several counts, and one that changes nothing does not hide an earlier change.
-        {R"(<Thresholds><Threshold Id="194" Min="7" Max="8"/></Thresholds><Thresholds/>
+    constexpr ThresholdRange kBefore{.min = 1, .max = 2};
+    for (const auto& [children, changed, range] :
+         {std::tuple(R"(<Thresholds><Threshold Id="194" Min="10" Max="45"/></Thresholds>)", true,
+                     ThresholdRange{10, 45}),
+          {R"(<Thresholds><Threshold Id="194" Min="1" Max="2"/></Thresholds>)", false, kBefore},
+          {R"(<Thresholds><Threshold Id="194" Min="1" Max="3"/></Thresholds>)", true, {1, 3}},
+          {R"(<Thresholds><Threshold Id="194" Min="-1" Max="-5"/></Thresholds>)", true, {-1, -5}},
+          {R"(<Thresholds><Threshold Id="190" Min="10" Max="45"/></Thresholds>)", false, kBefore},
+          {R"(<Thresholds><Threshold Id="194" Max="45"/></Thresholds>)", false, kBefore},
+          {R"(<Thresholds><Threshold Id="194" Min="10" Max="x"/></Thresholds>)", false, kBefore},
+          {R"(<Thresholds><Threshold Min="10" Max="45"/></Thresholds>)", false, kBefore},
+          {R"(<Threshold Id="194" Min="10" Max="45"/>)", false, kBefore},
+          {R"(<Thresholds><Threshold Id="190"/><Threshold Id="194" Min="7" Max="8"/></Thresholds>)",
+           true,
+           {7, 8}},
+          // The last of several counts, and one that changes nothing does not hide an earlier change.
+          {R"(<Thresholds><Threshold Id="194" Min="7" Max="8"/></Thresholds><Thresholds/>
             <Thresholds><Threshold Id="194" Min="9" Max="9"/><Threshold Id="194" Min="9" Max="9"/></Thresholds>)",
-         true,
-         {9, 9}},
-    });
-    for (const Case& row : kCases)
+           true,
+           {9, 9}}})
     {
         CXmlDocument document;
-        ASSERT_TRUE(document.Parse("<Disk>" + std::string(row.children) + "</Disk>"));
+        ASSERT_TRUE(document.Parse("<Disk>" + std::string(children) + "</Disk>"));
         CDisk disk("/dev/sda");
         disk.m_userRange = kBefore;
-        EXPECT_EQ(disk.ReadThresholds(*document.Root()), row.changed) << row.children;
-        EXPECT_EQ(disk.m_userRange, row.range) << row.children;
+        EXPECT_EQ(disk.ReadThresholds(*document.Root()), changed) << children;
+        EXPECT_EQ(disk.m_userRange, range) << children;
     }
 }
 
@@ -339,39 +332,27 @@ TEST(DiskMerge, DiskOfTheOtherPathIsPresentButUnchanged)
 
 TEST(DiskHotSpare, CapabilityFollowsTheUnits)
 {
-    struct Case
-    {
-        bool raid56;
-        bool raid1;
-        HotSpareType type;
-        const char* unit;
-        bool can;
-        std::uint32_t error;
-    };
     using enum HotSpareType;
-    static constexpr auto kCases = std::to_array<Case>({
-        {true, false, None, "", true, 1},
-        {true, true, None, "U", false, 1},
-        {true, false, Global, "U", true, 1},
-        {true, true, Global, "", true, 3},
-        {true, true, GlobalUnstated, "", true, 3},
-        {true, true, Dedicated, "", true, 1},
-        {false, true, Global, "", false, 1},
-    });
-    for (const Case& row : kCases)
+    for (const auto& [raid56, raid1, type, unit, can, error] : {std::tuple(true, false, None, "", true, 1U),
+                                                                {true, true, None, "U", false, 1},
+                                                                {true, false, Global, "U", true, 1},
+                                                                {true, true, Global, "", true, 3},
+                                                                {true, true, GlobalUnstated, "", true, 3},
+                                                                {true, true, Dedicated, "", true, 1},
+                                                                {false, true, Global, "", false, 1}})
     {
         CDisk disk("d");
         const auto controller = std::make_shared<CFakeDiskController>("d");
-        controller->hasRaid56 = row.raid56;
-        controller->hasRaid1 = row.raid1;
+        controller->hasRaid56 = raid56;
+        controller->hasRaid1 = raid1;
         disk.m_controller = controller;
-        disk.m_hotSpare = row.type;
-        disk.m_unitName = row.unit;
+        disk.m_hotSpare = type;
+        disk.m_unitName = unit;
         disk.m_hotSpareError = 1;
-        disk.m_canConfigureHotSpare = !row.can;
+        disk.m_canConfigureHotSpare = !can;
         disk.UpdateHotSpareCapability();
-        EXPECT_EQ(disk.m_canConfigureHotSpare, row.can) << &row - kCases.data();
-        EXPECT_EQ(disk.m_hotSpareError, row.error) << &row - kCases.data();
+        EXPECT_EQ(disk.m_canConfigureHotSpare, can) << raid56 << raid1 << static_cast<int>(type) << unit;
+        EXPECT_EQ(disk.m_hotSpareError, error) << raid56 << raid1 << static_cast<int>(type) << unit;
     }
     const auto plain = std::make_shared<CDisk>("d");
     plain->m_canConfigureHotSpare = true;

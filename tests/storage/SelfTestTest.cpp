@@ -122,13 +122,8 @@ TEST_F(SelfTest, WithoutAVersionThereIsNoTool)
 
 TEST_F(SelfTest, CommandsRunTheToolOrAreIgnored)
 {
-    struct Row
-    {
-        int command;
-        std::string_view disks; // a letter for each: Supported, Unsupported, Busy
-        const char* told;
-    };
-    static constexpr Row kRows[] = {
+    // Each letter is a disk: Supported, Unsupported, Busy.
+    static constexpr auto kRows = std::to_array<std::tuple<int, std::string_view, const char*>>({
         {0, "S", "> -c startshort -d /dev/sda|> -c report|25 SELFTEST: START_SHORT /dev/sda|"},
         {1, "SS", "> -c startlong|> -c report|25 SELFTEST: START_LONG ALL - avail [/dev/sda, /dev/sdb]|"},
         {0, "US",
@@ -144,20 +139,20 @@ TEST_F(SelfTest, CommandsRunTheToolOrAreIgnored)
         {3, "UU", "50 SELFTEST: REPORT ALL - ignored, unsupported [/dev/sda, /dev/sdb]|"},
         {4, "UU", ""}, // told once
         {5, "S", "50 SELFTEST: invalid command 5|"},
-    };
+    });
     m_host.SetLogThreshold(25);
     const auto controller = std::make_shared<CFakeDiskController>("");
     controller->taskText = "Rebuild";
-    for (const Row& row : kRows)
+    for (const auto& [command, kinds, told] : kRows)
     {
         DiskList disks;
-        for (const char kind : row.disks)
+        for (const char kind : kinds)
         {
             disks.push_back(disks.empty() ? m_sda : m_sdb);
             disks.back()->m_selfTestSupport = kind != 'U';
             disks.back()->m_controller = kind != 'S' ? controller : nullptr; // an unsupported one is not busy
         }
-        EXPECT_EQ(Execute(row.command, disks), row.told);
+        EXPECT_EQ(Execute(command, disks), told);
     }
 }
 
