@@ -99,43 +99,36 @@ TEST_F(Detection, RefusedPortsAreTold)
                                               "0 SENSORS: Did release EFIR port [0x002E].\n"));
 }
 
-struct IdCase
-{
-    const char* name;
-    Chip wiring;
-    std::uint16_t rawId;
-    const char* vendor;
-    std::uint32_t id; // kNoChipId: not supported
-    const char* description;
-};
+// Wiring, ID, vendor; ID without revision (kNoChipId: not supported), description.
+constexpr auto kIdCases =
+    std::to_array<std::tuple<const char*, Chip, std::uint16_t, const char*, std::uint32_t, const char*>>({
+        {"Fintek", Chip::Fintek, 0x150F, "", 0x1500, "Fintek F81966/A"},
+        {"It8612", Chip::It8612, 0x8612, "", 0x8610, "ITE Tech IT8612E EC-LPC I/O"},
+        {"It8728Whole", Chip::It8728, 0x8728, "", 0x8728, "ITE Tech IT8728 EC-LPC I/O"},
+        {"It8728OtherRevision", Chip::It8728, 0x8729, "", kNoChipId, ""},
+        {"It8728Lower", Chip::It8728, 0x8727, "", kNoChipId, ""},
+        {"It8772", Chip::It8772, 0x8772, "", 0x8770, "ITE Tech IT8772E EC-LPC I/O"},
+        {"W83627", Chip::W83627, 0xA020, "", 0xA020, "Winbond LPC I/O W83627DHG"},
+        {"W83677", Chip::W83677, 0xB470, "", 0xB470, "Nuvoton LPC I/O W83676HG-I / W83677HG"},
+        {"Nct6776", Chip::Nct6776, 0xC334, "asrock", 0xC330, "Nuvoton LPC I/O NCT6776F / NCT6776D"},
+        {"Nct5573", Chip::Nct6776, 0xC33F, "The ASRock Co", 0xC330, "NCT5573D Nuvoton LPC I/O"},
+        {"Nct6791", Chip::Nct6791, 0xC803, "ASRock", 0xC800, "Nuvoton LPC I/O NCT6791D"},
+        {"Nct5525", Chip::Nct5525, 0xD2B0, "", 0xD2B0, "Nuvoton NCT5525D"},
+        {"BelowAnId", Chip::W83627, 0xA01F, "", kNoChipId, ""},
+        {"AboveItsRevisions", Chip::W83627, 0xA030, "", kNoChipId, ""},
+    });
 
-using ChipIds = WithCases<Detection, IdCase>;
-
-TEST_P(ChipIds, GiveAClass)
+TEST_F(Detection, IdsGiveAClass)
 {
-    FakeChipWiring wiring = WiringOf(GetParam().wiring);
-    wiring.rawId = GetParam().rawId;
-    const SuperIoInfo info = Detect(wiring);
-    EXPECT_EQ(info.chipId, GetParam().id);
-    const auto chip = CreateSuperIo(GetParam().vendor, info, *m_ports, m_clock);
-    EXPECT_EQ(chip != nullptr ? chip->Description() : "", GetParam().description);
+    for (const auto& [name, like, rawId, vendor, id, description] : kIdCases)
+    {
+        SCOPED_TRACE(name);
+        FakeChipWiring wiring = WiringOf(like);
+        wiring.rawId = rawId;
+        const SuperIoInfo info = Detect(wiring);
+        EXPECT_EQ(info.chipId, id);
+        const auto chip = CreateSuperIo(vendor, info, *m_ports, m_clock);
+        EXPECT_EQ(chip != nullptr ? chip->Description() : "", description);
+    }
 }
-
-constexpr auto kIdCases = std::to_array<IdCase>({
-    {"Fintek", Chip::Fintek, 0x150F, "", 0x1500, "Fintek F81966/A"},
-    {"It8612", Chip::It8612, 0x8612, "", 0x8610, "ITE Tech IT8612E EC-LPC I/O"},
-    {"It8728Whole", Chip::It8728, 0x8728, "", 0x8728, "ITE Tech IT8728 EC-LPC I/O"},
-    {"It8728OtherRevision", Chip::It8728, 0x8729, "", kNoChipId, ""},
-    {"It8728Lower", Chip::It8728, 0x8727, "", kNoChipId, ""},
-    {"It8772", Chip::It8772, 0x8772, "", 0x8770, "ITE Tech IT8772E EC-LPC I/O"},
-    {"W83627", Chip::W83627, 0xA020, "", 0xA020, "Winbond LPC I/O W83627DHG"},
-    {"W83677", Chip::W83677, 0xB470, "", 0xB470, "Nuvoton LPC I/O W83676HG-I / W83677HG"},
-    {"Nct6776", Chip::Nct6776, 0xC334, "asrock", 0xC330, "Nuvoton LPC I/O NCT6776F / NCT6776D"},
-    {"Nct5573", Chip::Nct6776, 0xC33F, "The ASRock Co", 0xC330, "NCT5573D Nuvoton LPC I/O"},
-    {"Nct6791", Chip::Nct6791, 0xC803, "ASRock", 0xC800, "Nuvoton LPC I/O NCT6791D"},
-    {"Nct5525", Chip::Nct5525, 0xD2B0, "", 0xD2B0, "Nuvoton NCT5525D"},
-    {"BelowAnId", Chip::W83627, 0xA01F, "", kNoChipId, ""},
-    {"AboveItsRevisions", Chip::W83627, 0xA030, "", kNoChipId, ""},
-});
-INSTANTIATE_TEST_SUITE_P(Cases, ChipIds, testing::ValuesIn(kIdCases), kCaseName);
 } // namespace

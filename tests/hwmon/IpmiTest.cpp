@@ -36,15 +36,7 @@ std::string Parsed(int exitCode, const std::string& output)
     return text + (report.isComplete ? " complete" : " incomplete");
 }
 
-struct ParserCase
-{
-    const char* name;
-    int exitCode;
-    const char* output;
-    const char* expected;
-};
-
-constexpr auto kParserCases = std::to_array<ParserCase>({
+constexpr auto kParserCases = std::to_array<std::tuple<const char*, int, const char*, const char*>>({
     {"OneLine", 0, "CPU Temp,45,degrees C,ok\n", "CPU Temp|45|degrees C|ok; complete"},
     {"LastLineUnterminated", 0, "FAN1,0,RPM,cr", "FAN1|0|RPM|cr; complete"},
     {"EveryUnit", 0, "A,1,Volts,ok\nB,2,rpm,ok", "A|1|Volts|ok;B|2|rpm|ok; complete"},
@@ -74,8 +66,6 @@ constexpr auto kParserCases = std::to_array<ParserCase>({
     {"BlankLineAtTheEnd", 0, "A,1,RPM,ok\n\n", "A|1|RPM|ok; incomplete"},
     {"FailedRun", 1, "A,1,RPM,ok\n", "A|1|RPM|ok; incomplete"},
 });
-
-using IpmiParser = testing::TestWithParam<ParserCase>;
 
 // A host that answers ipmitool, and a monitor with a file in a directory of its own.
 class IpmiMonitoring : public testing::Test
@@ -123,11 +113,14 @@ std::string ChangeDocument(const std::string& elements)
 
 } // namespace
 
-TEST_P(IpmiParser, GivesTheReadings)
+TEST(IpmiParser, GivesTheReadings)
 {
-    EXPECT_EQ(Parsed(GetParam().exitCode, GetParam().output), GetParam().expected);
+    for (const auto& [name, exitCode, output, expected] : kParserCases)
+    {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(Parsed(exitCode, output), expected);
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Cases, IpmiParser, testing::ValuesIn(kParserCases), kCaseName);
 
 TEST(IpmiParserLimits, ALongLineIsNeitherCutNorFatalAndNulIsText)
 {
@@ -317,16 +310,8 @@ TEST_F(IpmiMonitoring, AToolThatCannotBeStartedEndsItForGood)
     EXPECT_TRUE(m_monitor.IsEnabled()); // the setting is another matter
 }
 
-struct EnabledCase
-{
-    const char* name;
-    const char* file; // null: none
-    bool expected;
-};
-
-using IpmiSetting = testing::TestWithParam<EnabledCase>;
-
-constexpr auto kEnabledCases = std::to_array<EnabledCase>({
+// File (null: none) and setting.
+constexpr auto kEnabledCases = std::to_array<std::tuple<const char*, const char*, bool>>({
     {"NoFile", nullptr, true},
     {"Off", R"(<zDVR><Sensors Enabled="0"/></zDVR>)", false},
     {"On", R"(<zDVR><Sensors Enabled="1"/></zDVR>)", true},
@@ -338,22 +323,25 @@ constexpr auto kEnabledCases = std::to_array<EnabledCase>({
     {"CutOff", R"(<zDVR><Sensors Enabled="0"/></zD)", true},
 });
 
-TEST_P(IpmiSetting, IsReadFromTheFile)
+TEST(IpmiSetting, IsReadFromTheFile)
 {
-    CFakeHost host;
-    const CTempDir dir;
-    if (GetParam().file != nullptr)
+    for (const auto& [name, file, expected] : kEnabledCases)
     {
-        dir.Write("ipmi.xml", GetParam().file);
+        SCOPED_TRACE(name);
+        CFakeHost host;
+        const CTempDir dir;
+        if (file != nullptr)
+        {
+            dir.Write("ipmi.xml", file);
+        }
+        IpmiMonitor monitor(dir.File("ipmi.xml"));
+        EXPECT_EQ(monitor.IsEnabled(), expected);
+        EXPECT_THAT(host.LogTexts(LogWarning),
+                    ElementsAre(expected ? "IPMI: monitoring enabled" : "IPMI: monitoring disabled"));
+        monitor.Poll(CManualClock());
+        EXPECT_EQ(host.Programs().size(), expected ? 1U : 0U);
     }
-    IpmiMonitor monitor(dir.File("ipmi.xml"));
-    EXPECT_EQ(monitor.IsEnabled(), GetParam().expected);
-    EXPECT_THAT(host.LogTexts(LogWarning),
-                ElementsAre(GetParam().expected ? "IPMI: monitoring enabled" : "IPMI: monitoring disabled"));
-    monitor.Poll(CManualClock());
-    EXPECT_EQ(host.Programs().size(), GetParam().expected ? 1U : 0U);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, IpmiSetting, testing::ValuesIn(kEnabledCases), kCaseName);
 
 TEST_F(IpmiMonitoring, ItsOwnFileIsReadBackAndMayBeSwitchedOff)
 {

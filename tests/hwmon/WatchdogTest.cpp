@@ -5,6 +5,8 @@
 
 namespace
 {
+using Watchdog = ChipRig;
+
 // Register accesses of a chip's operations, from a chip whose registers read 0 at first.
 struct SequenceCase
 {
@@ -71,18 +73,8 @@ TEST_P(ChipSequences, AreTheChipsOwn)
 }
 INSTANTIATE_TEST_SUITE_P(Cases, ChipSequences, testing::ValuesIn(kSequences), kCaseName);
 
-// Where a change of bits meets other bits: {chip, device, register, before, after}.
-struct BitsCase
-{
-    const char* name;
-    Chip chip;
-    int device; // -1: a monitor register
-    int reg;
-    int before;
-    int after;
-};
-
-constexpr auto kBitsCases = std::to_array<BitsCase>({
+// Where a change of bits meets other bits: device (-1: a monitor register), register, before, after.
+constexpr auto kBitsCases = std::to_array<std::tuple<const char*, Chip, int, int, int, int>>({
     {"PmeEventOn", Chip::W83627, 0x0A, 0xF7, 0x90, 0x94},
     {"WatchdogDeviceOn", Chip::W83627, 0x08, 0x30, 0x80, 0x81},
     {"WatchdogEventsOff", Chip::W83627, 0x08, 0xF7, 0xFF, 0x0F},
@@ -98,32 +90,22 @@ constexpr auto kBitsCases = std::to_array<BitsCase>({
     {"NctStatusBitIsTakenOut", Chip::Nct5525, 0x08, 0xF2, 0xFF, 0xEF},
 });
 
-using ChangedBits = WithCases<ChipRig, BitsCase>;
-
-TEST_P(ChangedBits, KeepTheOthers)
+TEST_F(Watchdog, ChangedBitsKeepTheOthers)
 {
-    const BitsCase& test = GetParam();
-    Make(test.chip);
-    std::uint8_t& reg = test.device < 0 ? m_ports->Monitor(test.reg) : m_ports->Config(test.device, test.reg);
-    reg = static_cast<std::uint8_t>(test.before);
-    ASSERT_TRUE(m_chip->InitHwMonitoring(BoardFile(SensorXml(1000, 0, 0))));
-    ASSERT_TRUE(m_chip->StartWatchdog(40, BoardFile("")));
-    EXPECT_EQ(reg, test.after);
+    for (const auto& [name, chip, device, reg, before, after] : kBitsCases)
+    {
+        SCOPED_TRACE(name);
+        Make(chip);
+        std::uint8_t& bits = device < 0 ? m_ports->Monitor(reg) : m_ports->Config(device, reg);
+        bits = static_cast<std::uint8_t>(before);
+        ASSERT_TRUE(m_chip->InitHwMonitoring(BoardFile(SensorXml(1000, 0, 0))));
+        ASSERT_TRUE(m_chip->StartWatchdog(40, BoardFile("")));
+        EXPECT_EQ(bits, after);
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Cases, ChangedBits, testing::ValuesIn(kBitsCases), kCaseName);
 
 // Whether the last reset was the watchdog's.
-struct RebootCase
-{
-    const char* name;
-    Chip chip;
-    int device;
-    int reg;
-    int status;
-    bool told;
-};
-
-constexpr auto kRebootCases = std::to_array<RebootCase>({
+constexpr auto kRebootCases = std::to_array<std::tuple<const char*, Chip, int, int, int, bool>>({
     {"W83627", Chip::W83627, 0x0A, 0xF4, 0x04, true},
     {"W83627OtherBits", Chip::W83627, 0x0A, 0xF4, 0xFB, false},
     {"Nct5573NeverAsks", Chip::Nct5573, 0x0A, 0xF4, 0xFF, false},
@@ -135,20 +117,18 @@ constexpr auto kRebootCases = std::to_array<RebootCase>({
     {"Nct5525OtherBits", Chip::Nct5525, 0x08, 0xF2, 0xEF, false},
 });
 
-using RebootStatus = WithCases<ChipRig, RebootCase>;
-
-TEST_P(RebootStatus, IsTold)
+TEST_F(Watchdog, RebootStatusIsTold)
 {
-    const RebootCase& test = GetParam();
-    Make(test.chip);
-    m_ports->Config(test.device, test.reg) = static_cast<std::uint8_t>(test.status);
-    ASSERT_TRUE(m_chip->StartWatchdog(40, BoardFile("")));
-    const std::string line = "SENSORS: Unexpected errors caused the system to reboot";
-    EXPECT_EQ(testing::Matches(testing::Contains(line))(m_host.LogTexts(LogWarning)), test.told);
+    for (const auto& [name, chip, device, reg, status, told] : kRebootCases)
+    {
+        SCOPED_TRACE(name);
+        Make(chip);
+        m_ports->Config(device, reg) = static_cast<std::uint8_t>(status);
+        ASSERT_TRUE(m_chip->StartWatchdog(40, BoardFile("")));
+        const std::string line = "SENSORS: Unexpected errors caused the system to reboot";
+        EXPECT_EQ(testing::Matches(testing::Contains(line))(m_host.LogTexts(LogWarning)), told);
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Cases, RebootStatus, testing::ValuesIn(kRebootCases), kCaseName);
-
-using Watchdog = ChipRig;
 
 TEST_F(Watchdog, AnUnknownBoardIsNotGuardedAndAKnownOneMayForbidIt)
 {

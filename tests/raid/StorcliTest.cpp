@@ -14,19 +14,12 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct AnswerCase
-{
-    const char* name;
-    int exitCode;
-    const char* text;
-    std::string_view error; // of a query
-};
-
+// Exit code, text and error of a query.
 constexpr std::string_view kMissingData =
     "storcli missing response data"; // no error of a command that changes something
 
 // clang-format off
-constexpr auto kAnswerCases = std::to_array<AnswerCase>({
+constexpr auto kAnswerCases = std::to_array<std::tuple<const char*, int, const char*, std::string_view>>({
     {"Empty", 0, "", "storcli invalid json"},
     {"PlainText", 0, "syntax error, unexpected TOKEN_UNKNOWN", "storcli invalid json"},
     {"PlainTextAndExitCode", 255, "Killed", "storcli error 255"},
@@ -46,17 +39,17 @@ constexpr auto kAnswerCases = std::to_array<AnswerCase>({
 });
 // clang-format on
 
-using StorcliResponse = testing::TestWithParam<AnswerCase>;
-
-TEST_P(StorcliResponse, IsJudged)
+TEST(StorcliText, AnswersAreJudged)
 {
-    const auto& [name, exitCode, text, error] = GetParam();
-    EXPECT_EQ(ParseStorcliChange(exitCode, text), error == kMissingData ? "" : error);
-    EXPECT_EQ(ParseVolumesInfo(exitCode, text).error, error);
-    EXPECT_EQ(ParseDisksInfo(exitCode, text).error, error);
-    EXPECT_EQ(ParseDisksSmartInfo(exitCode, text).error, error);
+    for (const auto& [name, exitCode, text, error] : kAnswerCases)
+    {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(ParseStorcliChange(exitCode, text), error == kMissingData ? "" : error);
+        EXPECT_EQ(ParseVolumesInfo(exitCode, text).error, error);
+        EXPECT_EQ(ParseDisksInfo(exitCode, text).error, error);
+        EXPECT_EQ(ParseDisksSmartInfo(exitCode, text).error, error);
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Cases, StorcliResponse, testing::ValuesIn(kAnswerCases), kCaseName);
 
 TEST(StorcliText, Forms)
 {

@@ -25,16 +25,7 @@ std::string Describe(const std::vector<SmartctlAttribute>& attributes)
     return text;
 }
 
-struct StatusCase
-{
-    const char* name;
-    int status;
-    const char* error;
-    const char* warnings;
-    bool healthPassed;
-};
-
-constexpr auto kStatusCases = std::to_array<StatusCase>({
+constexpr auto kStatusCases = std::to_array<std::tuple<const char*, int, const char*, const char*, bool>>({
     {"NothingSet", 0x00, "", "", true},
     {"FailingDiskWithDeviceErrorLog", 0x48, "", "disk failing", false},
     {"TwoWarningsAreJoined", 0x18, "", "disk failing, curr SMART attrs <= thresh", false},
@@ -47,23 +38,24 @@ constexpr auto kStatusCases = std::to_array<StatusCase>({
     {"OpenFailed", 0x0A, "smartctl device open failed - one - two", "", false},
 });
 
-using SmartctlStatus = testing::TestWithParam<StatusCase>;
-
-TEST_P(SmartctlStatus, IsReadFromTheDocument)
+TEST(Smartctl, StatusIsReadFromTheDocument)
 {
-    const std::string text =
-        R"({"smartctl": {"messages": [{"string": "one"}, {"severity": "error"}, {"string": 5}, 7, {"string": "two"}],
+    for (const auto& [name, status, error, warnings, healthPassed] : kStatusCases)
+    {
+        SCOPED_TRACE(name);
+        const std::string text =
+            R"({"smartctl": {"messages": [{"string": "one"}, {"severity": "error"}, {"string": 5}, 7, {"string": "two"}],
             "exit_status": )" +
-        std::to_string(GetParam().status) + R"(}, "model_name": "EXAMPLE", "serial_number": "E1"})";
-    // The process's own exit code does not matter when there is a document.
-    const SmartctlDiskInfo info = ParseDiskInfo(1, text);
-    EXPECT_EQ(info.error, GetParam().error);
-    EXPECT_EQ(info.warnings, GetParam().warnings);
-    EXPECT_EQ(info.healthPassed, GetParam().healthPassed);
-    EXPECT_EQ(info.rawOutput, info.error.empty() ? "" : text);
-    EXPECT_EQ(info.model, info.error.empty() ? "EXAMPLE" : "");
+            std::to_string(status) + R"(}, "model_name": "EXAMPLE", "serial_number": "E1"})";
+        // The process's own exit code does not matter when there is a document.
+        const SmartctlDiskInfo info = ParseDiskInfo(1, text);
+        EXPECT_EQ(info.error, error);
+        EXPECT_EQ(info.warnings, warnings);
+        EXPECT_EQ(info.healthPassed, healthPassed);
+        EXPECT_EQ(info.rawOutput, info.error.empty() ? "" : text);
+        EXPECT_EQ(info.model, info.error.empty() ? "EXAMPLE" : "");
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases), kCaseName);
 
 TEST(Smartctl, OutputWithoutAGoodStatusIsAnError)
 {
