@@ -4,8 +4,6 @@
 
 #include <tinyxml.h>
 
-#include <array>
-
 namespace
 {
 CXmlDocument Parsed(const std::string& text)
@@ -22,32 +20,23 @@ SensorDef Sensor(const std::string& attributes)
     return ReadSensorDefinitions(*file.Root()).at(0);
 }
 
-struct NameCase
-{
-    const char* pattern;
-    const char* model;
-    bool fits;
-};
-
 TEST(BoardFile, NamesArePatternsOrLists)
 {
-    for (const NameCase& row : std::to_array<NameCase>({
-             {"BRD-100|BRD-200", "brd-200", true},
-             {"brd-100|BRD-200", "BRD-100", true},
-             {"BRD-[0-9]+", "brd-17", true},
-             {"BRD", "BRD-100", false}, // the whole model only
-             {"Board A, Board B", "board b", true},
-             {"BRD", "", true},
-             {"Board (rev", "board (rev", true}, // no expression
-             {"Board (rev", "board rev", false},
-             {"*brd", "brd", true}, // nothing to repeat: a list
-             {"*[0-9]", "7", false},
-             {"A.B", "AxB", true},
-         }))
+    for (const auto& [pattern, model, fits] : {std::tuple("BRD-100|BRD-200", "brd-200", true),
+                                               {"brd-100|BRD-200", "BRD-100", true},
+                                               {"BRD-[0-9]+", "brd-17", true},
+                                               {"BRD", "BRD-100", false}, // the whole model only
+                                               {"Board A, Board B", "board b", true},
+                                               {"BRD", "", true},
+                                               {"Board (rev", "board (rev", true}, // no expression
+                                               {"Board (rev", "board rev", false},
+                                               {"*brd", "brd", true}, // nothing to repeat: a list
+                                               {"*[0-9]", "7", false},
+                                               {"A.B", "AxB", true}})
     {
         const CXmlDocument file =
-            Parsed("<x><Motherboard Chip=\"40992\" Name=\"" + std::string(row.pattern) + "\"/></x>");
-        EXPECT_EQ(FindBoardElement(file, 0xA020, row.model) != nullptr, row.fits) << row.pattern << row.model;
+            Parsed("<x><Motherboard Chip=\"40992\" Name=\"" + std::string(pattern) + "\"/></x>");
+        EXPECT_EQ(FindBoardElement(file, 0xA020, model) != nullptr, fits) << pattern << model;
     }
 }
 

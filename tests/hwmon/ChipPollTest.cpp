@@ -60,19 +60,8 @@ TEST_F(ChipPoll, It8728)
 }
 
 // Register accesses of polls with every channel of the family wired, so that none comes in unnoticed.
-struct PollCount
+TEST_F(ChipPoll, CountsOfAccessesAreTheChipsOwn)
 {
-    const char* name;
-    Chip chip;
-    int first; // writes the limits
-    int later;
-};
-
-using PollCounts = WithCases<ChipRig, PollCount>;
-
-TEST_P(PollCounts, AreTheChipsOwn)
-{
-    Make(GetParam().chip);
     std::string sensors;
     for (const auto& [first, last] :
          {std::pair{1000, 1008}, {1100, 1107}, {2000, 2004}, {2100, 2103}, {3000, 3005}, {3100, 3102}})
@@ -82,24 +71,29 @@ TEST_P(PollCounts, AreTheChipsOwn)
             sensors += SensorXml(id, 100, 5000, "1", R"(Register="0x2A" Width="2")");
         }
     }
-    Monitor(sensors);
-    for (int reg = 0; reg < 0x700; ++reg)
+    // The first poll writes the limits.
+    for (const auto& [chip, first, later] : {std::tuple(Chip::W83627, 133, 85),
+                                             {Chip::W83677, 135, 67},
+                                             {Chip::Nct6776, 149, 73},
+                                             {Chip::It8772, 58, 38},
+                                             {Chip::It8728, 60, 40},
+                                             {Chip::It8612, 63, 43},
+                                             {Chip::Nct6791, 112, 112},
+                                             {Chip::Fintek, 73, 73},
+                                             {Chip::Nct5525, 108, 108}})
     {
-        const int index = reg & 0xFF;
-        const bool isStatus = index == 0x41 || index == 0x42 || (reg >> 8) == 4;
-        m_ports->Monitor(reg) = isStatus ? 0x00 : 0x21;
+        Make(chip);
+        Monitor(sensors);
+        for (int reg = 0; reg < 0x700; ++reg)
+        {
+            const int index = reg & 0xFF;
+            const bool isStatus = index == 0x41 || index == 0x42 || (reg >> 8) == 4;
+            m_ports->Monitor(reg) = isStatus ? 0x00 : 0x21;
+        }
+        EXPECT_EQ(CountAccesses(Poll()), first) << std::hex << m_chipId;
+        EXPECT_EQ(CountAccesses(Poll()), later) << std::hex << m_chipId;
     }
-    EXPECT_EQ(CountAccesses(Poll()), GetParam().first);
-    EXPECT_EQ(CountAccesses(Poll()), GetParam().later);
 }
-INSTANTIATE_TEST_SUITE_P(
-    Cases, PollCounts,
-    testing::Values(PollCount{"W83627", Chip::W83627, 133, 85}, PollCount{"W83677", Chip::W83677, 135, 67},
-                    PollCount{"Nct6776", Chip::Nct6776, 149, 73}, PollCount{"It8772", Chip::It8772, 58, 38},
-                    PollCount{"It8728", Chip::It8728, 60, 40}, PollCount{"It8612", Chip::It8612, 63, 43},
-                    PollCount{"Nct6791", Chip::Nct6791, 112, 112}, PollCount{"Fintek", Chip::Fintek, 73, 73},
-                    PollCount{"Nct5525", Chip::Nct5525, 108, 108}),
-    kCaseName);
 
 TEST_F(ChipPoll, ARestartProgramsTheLimitsAgain)
 {

@@ -29,14 +29,7 @@ std::string Read(const std::string& text)
     return out.str();
 }
 
-struct ReportCase
-{
-    const char* name;
-    std::string text;
-    const char* report;
-};
-
-const std::vector<ReportCase> kReportCases{
+const std::vector<std::tuple<const char*, std::string, const char*>> kReportCases{
     {"WholeReportUnderAnyRoot",
      R"(<?xml version="1.0"?><any><Disk Name="b" SelfTestStatus="3"><Report ID="2" StatusCode="3" Timestamp="50" FailLBA="18446744073709551615" Type="Short" Status="read failure"/><Report ID="1" StatusCode="2"/></Disk><Disk Name="a" SelfTestStatus="1" PcRemain="30"/></any>)",
      "a:1:70;b:3:-1[1 2 0 0  ][2 3 50 18446744073709551615 Short read failure];"},
@@ -65,9 +58,9 @@ const std::vector<ReportCase> kReportCases{
 
 TEST(SelfTestReport, IsReadAsFarAsItIsOne)
 {
-    for (const ReportCase& row : kReportCases)
+    for (const auto& [name, text, report] : kReportCases)
     {
-        EXPECT_EQ(Read(row.text), row.report) << row.name;
+        EXPECT_EQ(Read(text), report) << name;
     }
 }
 

@@ -17,6 +17,14 @@ SmartAttribute Temperature(int degrees)
     return {.id = 194, .currentValue = static_cast<std::uint32_t>(degrees)};
 }
 
+std::string DiskXml(const std::string& message, const std::string& more = {})
+{
+    return R"(<Disk Name="/dev/sda" Message=")" + message + "\"" + more + " />";
+}
+
+// Of an element that begins or ends an alarm.
+const std::string kAlarmed = R"( Time="5000000000" Milliseconds="0" Alarm="1")";
+
 class SmartEvaluation : public testing::Test
 {
 protected:
@@ -256,8 +264,7 @@ TEST_F(SmartEvaluation, MissingDiskIsNotAsked)
     EXPECT_THAT(LevelAndText(m_host), ElementsAre("50 /dev/sda non-SMART status Offline"));
     // The attribute's warning is hidden, but stands.
     EXPECT_THAT(Warnings(), ElementsAre("194 threshold exceeded 5000000000", "1001 Offline 5000000000"));
-    EXPECT_EQ(Status(),
-              R"(<Disk Name="/dev/sda" Message="Offline" Time="5000000000" Milliseconds="0" Alarm="1" />)");
+    EXPECT_EQ(Status(), DiskXml("Offline", kAlarmed));
 }
 
 TEST_F(SmartEvaluation, TemperatureIsJudgedAtItsBoundsWithoutHysteresis)
@@ -360,30 +367,26 @@ TEST_F(SmartEvaluation, MessageJoinsTheReasonsInByteOrder)
 TEST_F(SmartEvaluation, StatusElementIsADelta)
 {
     m_disk.m_status = "OK";
-    EXPECT_EQ(Status(true),
-              R"(<Disk Name="/dev/sda" Message="Healthy" Time="5000000000" Milliseconds="0" Alarm="0" />)");
+    EXPECT_EQ(Status(true), DiskXml("Healthy", R"( Time="5000000000" Milliseconds="0" Alarm="0")"));
     EXPECT_EQ(Status(), "");
     EXPECT_EQ(Status(true), "") << "only with a new message";
 
     m_disk.m_pollError = true;
-    EXPECT_EQ(Status(), R"(<Disk Name="/dev/sda" Message="poll error" />)") << "no alarm";
+    EXPECT_EQ(Status(), DiskXml("poll error")) << "no alarm";
     m_disk.m_pollError = false;
     m_disk.m_status = "Failed";
     m_disk.m_supportsPrep = true;
     m_disk.m_prepStatus = PrepStatus::ErrorMounting;
     Evaluate();
-    EXPECT_EQ(Status(), R"(<Disk Name="/dev/sda" Message="Failed" PrepStatus="-1" Time="5000000000" )"
-                        R"(Milliseconds="0" Alarm="1" />)");
+    EXPECT_EQ(Status(), DiskXml("Failed", R"( PrepStatus="-1")" + kAlarmed));
     m_disk.m_status = "Offline";
     Evaluate();
-    EXPECT_EQ(Status(), R"(<Disk Name="/dev/sda" Message="Offline" PrepStatus="-1" />)")
-        << "the alarm stands";
+    EXPECT_EQ(Status(), DiskXml("Offline", R"( PrepStatus="-1")")) << "the alarm stands";
     m_disk.m_status = "OK";
     m_disk.m_supportsPrep = false;
     Evaluate();
     ++m_now;
-    EXPECT_EQ(Status(),
-              R"(<Disk Name="/dev/sda" Message="Healthy" Time="5000000001" Milliseconds="0" Alarm="0" />)");
+    EXPECT_EQ(Status(), DiskXml("Healthy", R"( Time="5000000001" Milliseconds="0" Alarm="0")"));
     EXPECT_THAT(LevelAndText(m_host), ElementsAre("25 /dev/sda is ok", "50 /dev/sda non-SMART status Failed",
                                                   "50 /dev/sda alarmed - Failed",
                                                   "50 /dev/sda non-SMART status ok", "25 /dev/sda is ok"));
@@ -406,14 +409,12 @@ TEST_F(SmartEvaluation, RefreshWithANewWarningReportsTheAlarmAgain)
     Reports(AtaReport("S1", kSpinUpRow));
     Reports(AtaReport("S1", kSpinUpRow, "", 8));
     Refresh();
-    EXPECT_THAT(Status(), HasSubstr(R"(Message="Failed" Time="5000000000" Milliseconds="0" Alarm="1")"));
+    EXPECT_THAT(Status(), HasSubstr(R"(Message="Failed")" + kAlarmed));
     Refresh();
-    EXPECT_THAT(
-        Status(),
-        HasSubstr(R"(Message="Failed, SMART health flag" Time="5000000000" Milliseconds="0" Alarm="1")"));
+    EXPECT_THAT(Status(), HasSubstr(R"(Message="Failed, SMART health flag")" + kAlarmed));
     Refresh(); // nothing new
     m_disk.m_status = "Offline";
-    EXPECT_EQ(Status(), R"(<Disk Name="/dev/sda" Message="Offline, SMART health flag" />)");
+    EXPECT_EQ(Status(), DiskXml("Offline, SMART health flag"));
 }
 
 TEST_F(SmartEvaluation, ChangedAttributesAreSentOnce)
@@ -421,7 +422,7 @@ TEST_F(SmartEvaluation, ChangedAttributesAreSentOnce)
     m_disk.UpdateAttribute(
         {.id = 9, .flag = 50, .currentValue = 1, .worstValue = 2, .thresholdValue = 3, .rawValue = 4});
     m_disk.UpdateAttribute({.id = 5, .currentValue = 253});
-    EXPECT_EQ(Status(), R"(<Disk Name="/dev/sda" Message="Healthy" />)") << "new ones are no change";
+    EXPECT_EQ(Status(), DiskXml("Healthy")) << "new ones are no change";
 
     m_disk.UpdateAttribute({.id = 9, .currentValue = 1, .rawValue = 4});
     EXPECT_EQ(Status(), "");
