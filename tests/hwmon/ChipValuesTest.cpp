@@ -77,7 +77,7 @@ constexpr auto kValueCases = std::to_array<ValueCase>({
     {"Nct6791StandingFan", Chip::Nct6791, 3000, "1", {{{0x21, 164}, kNone, kNone}}, "0"},
     {"Nct6791Voltage164", Chip::Nct6791, 1000, "1", {{{0x21, 164}, kNone, kNone}}, "164"},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, Values, testing::ValuesIn(kValueCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, Values, testing::ValuesIn(kValueCases), kByName);
 
 struct LimitCase
 {
@@ -139,7 +139,7 @@ constexpr auto kLimitCases = std::to_array<LimitCase>({
     {"ItFanWithoutMin", Chip::It8728, 3100, 0, 0, "1", {0x0D, 1}, 0x10, kUntouched},
     {"ItFanWithoutCount", Chip::It8728, 3100, 300, 0, "1", kNone, 0x10, kUntouched},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, Limits, testing::ValuesIn(kLimitCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, Limits, testing::ValuesIn(kLimitCases), kByName);
 
 struct AlarmCase
 {
@@ -190,5 +190,5 @@ constexpr auto kAlarmCases = std::to_array<AlarmCase>({
     {"It8728Fan0", Chip::It8728, 3100, "1", {0x0D, 1}, {0x01, 0x01}, true},
     {"It8728Fan2", Chip::It8728, 3102, "1", {0x0F, 1}, {0x01, 0x04}, true},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, Alarms, testing::ValuesIn(kAlarmCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, Alarms, testing::ValuesIn(kAlarmCases), kByName);
 } // namespace

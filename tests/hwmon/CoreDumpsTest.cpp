@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, CoreDumpFailures,
                          testing::Values(FailureCase{"NoScript", {.startError = ENOENT}, "failure 2"},
                                          FailureCase{"ExitCode", {.exitCode = 3}, "error 3"},
                                          FailureCase{"Signal", {.signal = 15}, "error 3840"}),
-                         kCaseName);
+                         kByName);
 
 TEST_F(CoreDumps, AFailureToDisableLeavesThemEnabled)
 {

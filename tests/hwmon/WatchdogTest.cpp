@@ -71,7 +71,7 @@ TEST_P(ChipSequences, AreTheChipsOwn)
     m_chip->StopWatchdog();
     EXPECT_EQ(m_ports->TakeRegisters(), GetParam().stop);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, ChipSequences, testing::ValuesIn(kSequences), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, ChipSequences, testing::ValuesIn(kSequences), kByName);
 
 // Where a change of bits meets other bits: device (-1: a monitor register), register, before, after.
 constexpr auto kBitsCases = std::to_array<std::tuple<const char*, Chip, int, int, int, int>>({

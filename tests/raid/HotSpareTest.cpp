@@ -101,7 +101,7 @@ TEST_P(HotSpare, RequestIsBookedOrRefused)
     }
     EXPECT_EQ(started, command.empty() ? "" : "storcli /c0/e252/s0 " + command + " J");
 }
-INSTANTIATE_TEST_SUITE_P(Cases, HotSpare, testing::ValuesIn(kCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, HotSpare, testing::ValuesIn(kCases), kByName);
 
 TEST_F(HotSpare, OfAUnitOrWithoutItsDataVolumeIsNone)
 {

@@ -227,7 +227,7 @@ TEST_P(LsiFailure, IsLoggedOnceKeepsTheDataAndPasses)
     pass();
     EXPECT_THAT(m_host.LogTexts(LogError), ElementsAre(line, line)) << "again after a success";
 }
-INSTANTIATE_TEST_SUITE_P(Cases, LsiFailure, testing::ValuesIn(kFailureCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, LsiFailure, testing::ValuesIn(kFailureCases), kByName);
 
 TEST_F(LsiController, WithoutVolumesNoDiskIsSeen)
 {

@@ -238,7 +238,7 @@ TEST_P(RaidPrepStep, FailureIsToldAndCanBeResumed)
     EXPECT_TRUE(CheckEnded() || CheckEnded());
     EXPECT_EQ(Statuses(), again ? "5 1 2 3 " : "2 3 ");
 }
-INSTANTIATE_TEST_SUITE_P(Cases, RaidPrepStep, testing::ValuesIn(kStepCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, RaidPrepStep, testing::ValuesIn(kStepCases), kByName);
 
 TEST_F(RaidPrep, LostProcessIsAFailureWhateverItsStatus)
 {

@@ -126,7 +126,7 @@ TEST_P(DiscoveryRule, Rejects)
     EXPECT_THAT(m_host.Programs(), ElementsAre(ScanCommand()));
     EXPECT_THAT(m_found, IsEmpty());
 }
-INSTANTIATE_TEST_SUITE_P(Cases, DiscoveryRule, testing::ValuesIn(kRuleCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, DiscoveryRule, testing::ValuesIn(kRuleCases), kByName);
 
 TEST_F(Discovery, FullScanTakesIdentityAndRange)
 {

@@ -187,7 +187,7 @@ TEST_P(DiskMatch, Row)
     EXPECT_EQ(known->Matches(*scanned), GetParam().matches);
     EXPECT_EQ(known->m_status, GetParam().status);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, DiskMatch, testing::ValuesIn(kMatchCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, DiskMatch, testing::ValuesIn(kMatchCases), kByName);
 
 TEST(DiskUpdate, OnlyTheCreatingPathUpdates)
 {

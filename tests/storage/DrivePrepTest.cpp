@@ -128,7 +128,7 @@ TEST_P(DrivePrepEnd, IsReported)
     EXPECT_FALSE(CheckDrivePrep(m_disk)) << "an end is reported once";
     EXPECT_THAT(LevelAndText(m_host), IsEmpty());
 }
-INSTANTIATE_TEST_SUITE_P(Cases, DrivePrepEnd, testing::ValuesIn(kEndCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, DrivePrepEnd, testing::ValuesIn(kEndCases), kByName);
 
 TEST_F(DrivePrep, ScriptThatDoesNotStartLeavesTheDiskBusyWithoutAJob)
 {

@@ -155,7 +155,7 @@ TEST_P(SmartFlags, Row)
     }
     EXPECT_EQ(printed, GetParam().printed);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, SmartFlags, testing::ValuesIn(kFlagCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, SmartFlags, testing::ValuesIn(kFlagCases), kByName);
 
 TEST_F(SmartEvaluation, FailedReportCostsTheAttributes)
 {
@@ -248,7 +248,7 @@ TEST_P(SmartFallback, Row)
     EXPECT_THAT(Attributes(), ElementsAreArray(GetParam().after));
     EXPECT_THAT(LevelAndText(m_host), ElementsAreArray(GetParam().log));
 }
-INSTANTIATE_TEST_SUITE_P(Cases, SmartFallback, testing::ValuesIn(kFallbackCases), kCaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, SmartFallback, testing::ValuesIn(kFallbackCases), kByName);
 
 TEST_F(SmartEvaluation, MissingDiskIsNotAsked)
 {

@@ -1,15 +1,12 @@
-// Tests over a table: each row is a test of its own, under its `name`.
+// Fixtures of tests over a table.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "tests/support/CaseName.h"
 
-#include <string>
+#include <gtest/gtest.h>
 
 // The fixture of such a test, GetParam() being its row.
 template <class Fixture, class Case>
 class WithCases : public Fixture, public testing::WithParamInterface<Case>
 {
 };
-
-// For INSTANTIATE_TEST_SUITE_P.
-constexpr auto kCaseName = [](const auto& test) { return std::string(test.param.name); };
