@@ -1,12 +1,11 @@
 // The appliance with an Adaptec controller: the forms of arcconf's answers and what its commands change.
 #include "SimTestSupport.h"
+#include "tests/support/CaseName.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tinyxml.h>
 
 #include <array>
-#include <sstream>
 
 using namespace std::chrono_literals;
 using nlohmann::json;
@@ -21,8 +20,7 @@ constexpr const char* kAddSpare = "SETSTATE 1 DEVICE 0 12 HSP ARRAY 0 NOPROMPT";
 
 sim::ProgramRun Arcconf(sim::CAppliance& appliance, const std::string& line, sim::SimTime now = 0s)
 {
-    std::istringstream text("arcconf " + line);
-    return appliance.Run({std::istream_iterator<std::string>(text), {}}, now);
+    return Call(appliance, "arcconf " + line, now);
 }
 
 std::string Text(sim::CAppliance& appliance, const std::string& line, sim::SimTime now = 0s)
@@ -86,9 +84,7 @@ constexpr auto kListCases = std::to_array<ListCase>({
      "   Priority                       : High\n   Percentage complete            : 50\n"},
 });
 
-class ArcconfText : public testing::TestWithParam<ListCase>
-{
-};
+using ArcconfText = testing::TestWithParam<ListCase>;
 
 struct RefusedCase
 {
@@ -109,9 +105,7 @@ constexpr auto kRefusedCases = std::to_array<RefusedCase>({
     {"Unknown", "FROBNICATE 1", "Invalid command line."},
 });
 
-class ArcconfRefuses : public testing::TestWithParam<RefusedCase>
-{
-};
+using ArcconfRefuses = testing::TestWithParam<RefusedCase>;
 } // namespace
 
 TEST_P(ArcconfText, ShowsTheState)
@@ -124,8 +118,7 @@ TEST_P(ArcconfText, ShowsTheState)
     EXPECT_THAT(text, HasSubstr("\nCommand completed successfully.\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ArcconfText, testing::ValuesIn(kListCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ArcconfText, testing::ValuesIn(kListCases), kByName);
 
 TEST_P(ArcconfRefuses, WithoutTheWordsOfSuccess)
 {
@@ -138,8 +131,7 @@ TEST_P(ArcconfRefuses, WithoutTheWordsOfSuccess)
     EXPECT_NE(run.waitStatus, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ArcconfRefuses, testing::ValuesIn(kRefusedCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ArcconfRefuses, testing::ValuesIn(kRefusedCases), kByName);
 
 TEST(Arcconf, ConfigurationFollowsTheModel)
 {
@@ -147,25 +139,21 @@ TEST(Arcconf, ConfigurationFollowsTheModel)
                                     "at 200s disk 0:9 fail");
     EXPECT_EQ(HardDrive(*appliance, 12, 1s).at("assignedTo"), json::array({"0"}));
     appliance->Advance(200s);
+    // Array and logical drive have other numbers; the spare stands in the failed member's place.
     const json config = Config(*appliance, 210s);
     EXPECT_EQ(config.at("serialNumber"), "8A3C2070416   ");
-    const json& system = config.at("LogicalDrive").at(0);
+    EXPECT_THAT(config.at("LogicalDrive").at(0),
+                Includes(R"({"mountPoints":"/","bTaskInProgress":null})"_json));
     const json& data = config.at("LogicalDrive").at(1);
-    EXPECT_EQ(system.at("mountPoints"), "/");
-    EXPECT_FALSE(system.contains("bTaskInProgress"));
-    EXPECT_EQ(data.at("raidLevel"), 6);
+    EXPECT_THAT(data, Includes(R"({"raidLevel":6,"mountPoints":null})"_json));
     EXPECT_TRUE(data.contains("bTaskInProgress"));
-    EXPECT_FALSE(data.contains("mountPoints"));
-    // Array and logical drive have other numbers; the spare stands in the failed member's place.
-    EXPECT_EQ(config.at("Array").at(1).at("arrayID"), 0);
-    const json& chunks = config.at("Array").at(1).at("Chunk");
-    EXPECT_EQ(chunks.at(0).at("logicalDriveID"), 1);
-    EXPECT_EQ(chunks.at(1).at("deviceID"), 12);
-    const json drive = HardDrive(*appliance, 10, 210s);
-    EXPECT_EQ(drive.at("mediumErrorCount"), 3);
-    EXPECT_EQ(drive.at("smartWarningCount"), 1);
-    EXPECT_EQ(drive.at("size"), "11718885376"); // KiB
-    EXPECT_EQ(drive.at("connectorName"), "CN0");
+    const json& array = config.at("Array").at(1);
+    EXPECT_EQ(array.at("arrayID"), 0);
+    EXPECT_EQ(array.at("Chunk").at(0).at("logicalDriveID"), 1);
+    EXPECT_EQ(array.at("Chunk").at(1).at("deviceID"), 12);
+    // The size is in KiB.
+    EXPECT_THAT(HardDrive(*appliance, 10, 210s), Includes(R"({"mediumErrorCount":3,"smartWarningCount":1,
+                                                    "size":"11718885376","connectorName":"CN0"})"_json));
     EXPECT_EQ(HardDrive(*appliance, 25, 210s).at("connectorName"), "CN1");
     EXPECT_THAT(Text(*appliance, "VERSION"), HasSubstr("  | UCLI |  Version 3.07.23971 (B23971)\n"));
 }

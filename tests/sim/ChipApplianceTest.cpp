@@ -1,19 +1,15 @@
 // The chip as part of the appliance: its choice, its board file, its scenario lines.
-#include "sim/Appliance.h"
+#include "SimTestSupport.h"
+#include "tests/support/CaseName.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tinyxml.h>
 
 #include <array>
 #include <cerrno>
-#include <stdexcept>
-#include <string>
 #include <utility>
-#include <vector>
 
 using namespace std::chrono_literals;
-using testing::SizeIs;
 
 namespace
 {
@@ -31,9 +27,7 @@ struct ChipChoice
     bool isFitted;
 };
 
-class ApplianceChip : public testing::TestWithParam<ChipChoice>
-{
-};
+using ApplianceChip = testing::TestWithParam<ChipChoice>;
 
 TEST_P(ApplianceChip, BringsItsBoardFile)
 {
@@ -65,30 +59,24 @@ constexpr auto kChipChoices = std::to_array<ChipChoice>({
     {"IpmiHasNone", "ipmi", "", "", false},
     {"OnTheIpmiBoard", "ipmi", "f81966a", "5376", true},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, ApplianceChip, testing::ValuesIn(kChipChoices),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ApplianceChip, testing::ValuesIn(kChipChoices), kByName);
 
-TEST(ApplianceChips, UnknownOnesAndLinesForNoneAreRefused)
+TEST(ApplianceChips, ABoardWithoutOneHasNoLinesForIt)
 {
     std::string error;
     const auto line = sim::ParseScenario("at 1s chip dead", error);
     EXPECT_THROW(sim::CAppliance("plain", line, "none"), std::invalid_argument);
     EXPECT_NO_THROW(sim::CAppliance("plain", std::nullopt, "none"));
-    EXPECT_THROW(sim::CAppliance("plain", std::nullopt, "it9999"), std::invalid_argument);
-    EXPECT_THAT(sim::CAppliance::ChipNames(), SizeIs(9));
 }
 
 TEST(AppliancePorts, AreRefusedWithAndWithoutChip)
 {
     for (const char* chip : {"", "none"})
     {
-        std::string error;
-        const auto scenario = sim::ParseScenario("at 1s ports refuse\nat 2s ports allow", error);
-        sim::CAppliance appliance("plain", scenario, chip);
-        appliance.Advance(1s);
-        EXPECT_EQ(PortErrno(appliance), EPERM) << chip;
-        appliance.Advance(2s);
-        EXPECT_EQ(PortErrno(appliance), 0) << chip;
+        const auto appliance = Play("at 1s ports refuse\nat 2s ports allow", 1s, "plain", chip);
+        EXPECT_EQ(PortErrno(*appliance), EPERM) << chip;
+        appliance->Advance(2s);
+        EXPECT_EQ(PortErrno(*appliance), 0) << chip;
     }
 }
 
@@ -104,10 +92,7 @@ void Write(sim::CAppliance& appliance, const std::vector<std::pair<int, int>>& b
 // Its monitor, running.
 std::unique_ptr<sim::CAppliance> PlayChip(const std::string& text, sim::SimTime now)
 {
-    std::string error;
-    const auto scenario = sim::ParseScenario(text, error);
-    EXPECT_TRUE(scenario) << error;
-    auto appliance = std::make_unique<sim::CAppliance>("plain", scenario, "w83627dhg");
+    auto appliance = Play(text, 0s, "plain", "w83627dhg");
     Write(*appliance, {{0x2E, 0x87}, {0x2E, 0x87}, {0x2E, 0x07}, {0x2F, 0x0B}, {0x2E, 0x30}, {0x2F, 0x01}},
           0s);
     Write(*appliance, {{0x295, 0x40}, {0x296, 0x01}}, 0s);
@@ -124,9 +109,7 @@ struct ChipLine
     int value; // 10 s after the line's time
 };
 
-class ChipLines : public testing::TestWithParam<ChipLine>
-{
-};
+using ChipLines = testing::TestWithParam<ChipLine>;
 
 TEST_P(ChipLines, ReachTheRegister)
 {
@@ -145,8 +128,7 @@ constexpr auto kChipLines = std::to_array<ChipLine>({
     {"StuckHigh", "chip stuck 7 high", 0x21, 125 | 0x80},
     {"Dead", "chip dead", 0x21, 255},
 });
-INSTANTIATE_TEST_SUITE_P(Cases, ChipLines, testing::ValuesIn(kChipLines),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ChipLines, testing::ValuesIn(kChipLines), kByName);
 
 TEST(AppliancePlain, WatchdogResetsTheApplianceOnce)
 {

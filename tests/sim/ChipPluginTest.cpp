@@ -18,7 +18,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace
 {
@@ -79,72 +78,42 @@ struct ChipCase
     int monitorPort;
     bool tellsReboot; // the class can say that the watchdog caused the last reset
     bool armsAtFirstPing;
-    const char* readings; // at rest
+    std::string readings; // at rest
     const char* silent;   // the sensor that never alarms
 };
 
-constexpr auto kChips = std::to_array<ChipCase>({
+// Readings that chips have in common.
+const std::string kNuvoton =
+    "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1200 1006=1504 1007=1688 "
+    "1008=1520 2000=34 2001=48 2002=39 ";
+const std::string kNct6776 = kNuvoton + "2003=51 2004=43 3000=1150 3001=2989 3003=1252 3004=1300 3005=5600";
+const std::string kIte = "1100=1020 1101=1500 1102=1680 1103=2040 1104=2016 1105=1044 ";
+
+const auto kChips = std::to_array<ChipCase>({
     {"w83627dhg", "ACME", "Winbond LPC I/O W83627DHG", 0xA020, 0x2E, 0x295, true, false,
-     "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1200 1006=1504 1007=1688 1008=1520 "
-     "2000=34 2001=48 2002=39 "
-     "3000=1155 3001=3013 3002=1318 3003=1240 3004=5625",
-     "3002"},
+     kNuvoton + "3000=1155 3001=3013 3002=1318 3003=1240 3004=5625", "3002"},
     {"w83677hg", "ACME", "Nuvoton LPC I/O W83676HG-I / W83677HG", 0xB470, 0x2E, 0x295, true, false,
-     "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1200 1006=1504 1007=1688 1008=1520 "
-     "2000=34 2001=48 2002=39 "
-     "3000=1150 3001=2989 3003=1252 3004=1300",
-     "3004"},
-    {"nct6776", "ACME", "Nuvoton LPC I/O NCT6776F / NCT6776D", 0xC330, 0x2E, 0x295, true, false,
-     "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1200 1006=1504 1007=1688 1008=1520 "
-     "2000=34 2001=48 2002=39 2003=51 2004=43 "
-     "3000=1150 3001=2989 3003=1252 3004=1300 3005=5600",
+     kNuvoton + "3000=1150 3001=2989 3003=1252 3004=1300", "3004"},
+    {"nct6776", "ACME", "Nuvoton LPC I/O NCT6776F / NCT6776D", 0xC330, 0x2E, 0x295, true, false, kNct6776,
      ""},
-    {"nct6776", "ASRock", "NCT5573D Nuvoton LPC I/O", 0xC330, 0x2E, 0x295, false, false,
-     "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1200 1006=1504 1007=1688 1008=1520 "
-     "2000=34 2001=48 2002=39 2003=51 2004=43 "
-     "3000=1150 3001=2989 3003=1252 3004=1300 3005=5600",
-     ""},
+    {"nct6776", "ASRock", "NCT5573D Nuvoton LPC I/O", 0xC330, 0x2E, 0x295, false, false, kNct6776, ""},
     {"it8772e", "ACME", "ITE Tech IT8772E EC-LPC I/O", 0x8770, 0x2E, 0xA35, false, false,
-     "1100=1020 1101=1500 1102=1680 1103=2040 1104=2016 1105=1044 1106=1668 1107=1524 "
-     "2100=47 2101=35 2102=39 "
-     "3100=2960 3101=1161",
-     ""},
+     kIte + "1106=1668 1107=1524 2100=47 2101=35 2102=39 3100=2960 3101=1161", ""},
     {"it8728", "ACME", "ITE Tech IT8728 EC-LPC I/O", 0x8728, 0x2E, 0xA35, false, false,
-     "1100=1020 1101=1500 1102=1680 1103=2040 1104=2016 1105=1044 1106=1200 1107=1524 "
-     "2100=47 2101=35 2102=39 "
-     "3100=2960 3101=1161 3102=1252",
-     ""},
+     kIte + "1106=1200 1107=1524 2100=47 2101=35 2102=39 3100=2960 3101=1161 3102=1252", ""},
     {"it8612", "ACME", "ITE Tech IT8612E EC-LPC I/O", 0x8610, 0x2E, 0xA35, false, false,
-     "1100=1020 1101=1500 1102=1680 1103=2040 1104=2016 1105=1044 1106=1200 1107=1524 "
-     "2100=47 2101=35 2102=39 2103=41 "
-     "3100=2960 3101=1161 3102=1252",
-     "2103"},
+     kIte + "1106=1200 1107=1524 2100=47 2101=35 2102=39 2103=41 3100=2960 3101=1161 3102=1252", "2103"},
     {"nct6791", "ACME", "Nuvoton LPC I/O NCT6791D", 0xC800, 0x2E, 0x295, true, false,
-     "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1688 1006=1520 "
-     "2000=34 2001=48 "
+     "1000=1016 1001=1000 1002=1680 1003=1672 1004=1008 1005=1688 1006=1520 2000=34 2001=48 "
      "3000=1150 3001=1838 3003=1240",
      ""},
     {"nct5525d", "ACME", "Nuvoton NCT5525D", 0xD2B0, 0x4E, 0xA25, true, true,
-     "1000=127 1001=125 1002=209 "
-     "2000=34 2001=48 "
-     "3000=1150 3001=2989",
-     ""},
+     "1000=127 1001=125 1002=209 2000=34 2001=48 3000=1150 3001=2989", ""},
     {"f81966a", "ACME", "Fintek F81966/A", 0x1500, 0x4E, 0x295, true, false,
-     "1000=1672 1001=1016 1002=1008 1003=1200 1004=1688 1005=1520 "
-     "2000=47 2001=35 2002=39 "
+     "1000=1672 1001=1016 1002=1008 1003=1200 1004=1688 1005=1520 2000=47 2001=35 2002=39 "
      "3000=2964 3001=1161 3002=1252",
      ""},
 });
-
-std::string Join(const std::vector<std::string>& items)
-{
-    std::string text;
-    for (const std::string& item : items)
-    {
-        text += (text.empty() ? "" : " ") + item;
-    }
-    return text;
-}
 
 class ChipPlugin : public testing::TestWithParam<ChipCase>
 {
@@ -167,26 +136,26 @@ protected:
     }
 
     // The elements of a document, "ID=Value" each, or only those in alarm state `alarm`, "ID".
-    std::vector<std::string> Elements(bool full, const char* alarm = nullptr)
+    std::string Elements(bool full, const char* alarm = nullptr)
     {
         CXmlDocument document;
         TiXmlElement& root = AddChild(StartDocument(document), "S");
         m_chip->AddSensorElements(root, full);
-        std::vector<std::string> elements;
-        for (const TiXmlElement* element = root.FirstChildElement(); element != nullptr;
+        std::string text;
+        for (const auto* element = root.FirstChildElement(); element != nullptr;
              element = element->NextSiblingElement())
         {
-            const std::string id = element->Attribute("ID");
+            const std::string id = (text.empty() ? "" : " ") + std::string(element->Attribute("ID"));
             if (alarm == nullptr)
             {
-                elements.push_back(id + "=" + element->Attribute("Value"));
+                text += id + "=" + element->Attribute("Value");
             }
             else if (TextAttribute(*element, "Alarm") == alarm)
             {
-                elements.push_back(id);
+                text += id;
             }
         }
-        return elements;
+        return text;
     }
 
     // Two polls: a status that remembers ends one poll later, and one of a stepped divisor begins so.
@@ -197,14 +166,15 @@ protected:
         {
             m_clock.Advance(5s);
             m_chip->PollSensors();
-            ids += Join(Elements(false, alarm));
+            ids += Elements(false, alarm);
         }
         return ids;
     }
 
     // Moves a channel out of its limits and back; what alarms then, and what ends.
-    void TryChannel(Quantity quantity, int number, int boardId, int out, int rest)
+    void TryChannel(Quantity quantity, std::size_t at, int boardId, int out, int rest)
     {
+        const int number = static_cast<int>(at) + 1;
         const std::string id = std::to_string(boardId);
         const std::string expected = id == GetParam().silent ? "" : id;
         m_model.SetValue(quantity, number, out, 0s, m_ports.Now());
@@ -237,7 +207,7 @@ TEST_P(ChipPlugin, IsDetectedAndReadsEverySensor)
     EXPECT_EQ(m_info.configIndexPort, GetParam().configPort);
     EXPECT_EQ(m_info.monitorIndexPort, GetParam().monitorPort);
     EXPECT_EQ(m_chip->Description(), GetParam().description);
-    EXPECT_EQ(Join(Elements(true)), GetParam().readings);
+    EXPECT_EQ(Elements(true), GetParam().readings);
     EXPECT_FALSE(m_model.IsOpen());
     EXPECT_EQ(PollForAlarms("1"), "");
 }
@@ -247,24 +217,21 @@ TEST_P(ChipPlugin, EachSensorAlarmsAloneAndRecovers)
     PollForAlarms("0");
     for (std::size_t at = 0; at < m_rows.voltages.size(); ++at)
     {
-        const int rest = m_rows.voltages[at].restMillivolts;
-        TryChannel(Quantity::Voltage, static_cast<int>(at + 1), m_rows.voltages[at].boardId, rest * 8 / 10,
-                   rest);
-        TryChannel(Quantity::Voltage, static_cast<int>(at + 1), m_rows.voltages[at].boardId, rest * 12 / 10,
-                   rest);
+        const auto& row = m_rows.voltages[at];
+        TryChannel(Quantity::Voltage, at, row.boardId, row.restMillivolts * 8 / 10, row.restMillivolts);
+        TryChannel(Quantity::Voltage, at, row.boardId, row.restMillivolts * 12 / 10, row.restMillivolts);
     }
     for (std::size_t at = 0; at < m_rows.temperatures.size(); ++at)
     {
-        const int rest = m_rows.temperatures[at].restDegrees;
-        TryChannel(Quantity::Temperature, static_cast<int>(at + 1), m_rows.temperatures[at].boardId,
-                   rest + 40, rest);
+        const auto& row = m_rows.temperatures[at];
+        TryChannel(Quantity::Temperature, at, row.boardId, row.restDegrees + 40, row.restDegrees);
     }
     for (std::size_t at = 0; at < m_rows.fans.size(); ++at)
     {
-        const int rest = m_rows.fans[at].restRpm;
-        if (rest != 0)
+        const auto& row = m_rows.fans[at];
+        if (row.restRpm != 0)
         {
-            TryChannel(Quantity::Fan, static_cast<int>(at + 1), m_rows.fans[at].boardId, rest / 2, rest);
+            TryChannel(Quantity::Fan, at, row.boardId, row.restRpm / 2, row.restRpm);
         }
     }
 }
@@ -327,9 +294,7 @@ struct BoardCase
     bool hasWatchdog;
 };
 
-class ExampleBoard : public testing::TestWithParam<BoardCase>
-{
-};
+using ExampleBoard = testing::TestWithParam<BoardCase>;
 
 TEST_P(ExampleBoard, IsInGoodOrder)
 {

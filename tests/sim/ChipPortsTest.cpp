@@ -2,13 +2,15 @@
 // shown in ChipPluginTest.cpp.
 #include "sim/SimSuperIo.h"
 #include "sim/SuperIoChips.h"
+#include "tests/support/CaseName.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <memory>
-#include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -34,20 +36,21 @@ protected:
 
     void Keys(const std::vector<int>& bytes)
     {
-        for (const int byte : bytes)
-        {
-            Out(m_configPort, byte);
-        }
+        std::for_each(bytes.begin(), bytes.end(), [this](int byte) { Out(m_configPort, byte); });
     }
     int Config(int reg)
     {
         Out(m_configPort, reg);
         return In(m_configPort + 1);
     }
-    void SetConfig(int reg, int value)
+    // {register, value} pairs, in order.
+    void SetConfig(const std::vector<std::pair<int, int>>& registers)
     {
-        Out(m_configPort, reg);
-        Out(m_configPort + 1, value);
+        for (const auto& [reg, value] : registers)
+        {
+            Keys({reg});
+            Out(m_configPort + 1, value);
+        }
     }
     int Id() { return Config(0x20) << 8 | Config(0x21); }
 
@@ -68,8 +71,7 @@ protected:
     {
         Fit("w83627dhg");
         Keys({0x87, 0x87});
-        SetConfig(0x07, 0x0B);
-        SetConfig(0x30, 0x01);
+        SetConfig({{0x07, 0x0B}, {0x30, 0x01}});
         SetMonitor(0x040, 0x01);
     }
 
@@ -77,10 +79,7 @@ protected:
     void StartWatchdog(int control, int count)
     {
         StartW83627();
-        SetConfig(0x07, 0x08);
-        SetConfig(0x30, 0x01);
-        SetConfig(0xF5, control);
-        SetConfig(0xF6, count);
+        SetConfig({{0x07, 0x08}, {0x30, 0x01}, {0xF5, control}, {0xF6, count}});
     }
 
     // Whether it resets the appliance at `time`, and not one millisecond earlier.
@@ -140,8 +139,7 @@ TEST_P(ChipKeys, OpenOrNot)
     Keys(GetParam().keys);
     EXPECT_EQ(Id(), GetParam().id);
 }
-INSTANTIATE_TEST_SUITE_P(Cases, ChipKeys, testing::ValuesIn(kKeys),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ChipKeys, testing::ValuesIn(kKeys), kByName);
 
 TEST_F(ChipPorts, IteIsAlsoClosedByItsRegister)
 {
@@ -150,7 +148,7 @@ TEST_F(ChipPorts, IteIsAlsoClosedByItsRegister)
     EXPECT_EQ(Config(0x02), 0); // reading the register closes nothing, nor does reading it twice
     EXPECT_EQ(Config(0x02), 0);
     EXPECT_EQ(Id(), 0x8728);
-    SetConfig(0x02, 0x02);
+    SetConfig({{0x02, 0x02}});
     EXPECT_EQ(Id(), kClosed);
 }
 
@@ -168,17 +166,14 @@ TEST_F(ChipPorts, IdIsReadOnlyAndDevicesHaveRegistersOfTheirOwn)
 {
     Fit("w83627dhg");
     Keys({0x87, 0x87});
-    SetConfig(0x20, 0x00);
+    SetConfig({{0x20, 0x00}});
     EXPECT_EQ(Id(), 0xA023);
-    SetConfig(0x07, 0x09);
-    SetConfig(0xE0, 0x5A);
-    SetConfig(0x2B, 0xC3); // a register of the chip
-    SetConfig(0x07, 0x0A);
+    SetConfig({{0x07, 0x09}, {0xE0, 0x5A}, {0x2B, 0xC3}, {0x07, 0x0A}}); // 2B: a register of the chip
     EXPECT_EQ(Config(0xE0), 0);
     EXPECT_EQ(Config(0x2B), 0xC3);
-    SetConfig(0x07, 0x09);
+    SetConfig({{0x07, 0x09}});
     EXPECT_EQ(Config(0xE0), 0x5A);
-    SetConfig(0x07, 0xFF);
+    SetConfig({{0x07, 0xFF}});
     EXPECT_EQ(Config(0xE0), 0xFF); // no such device
 }
 
@@ -187,16 +182,14 @@ TEST_F(ChipPorts, MonitorAnswersWhenActiveUnlockedAndAtItsAddress)
     Fit("nct6791");
     EXPECT_EQ(In(0x295), 0xFF);
     Keys({0x87, 0x87});
-    SetConfig(0x28, 0x00); // the lock; the firmware has activated the device
+    SetConfig({{0x28, 0x00}}); // the lock; the firmware has activated the device
     EXPECT_EQ(In(0x295), 0);
     EXPECT_EQ(Monitor(0x480), 0);
     SetMonitor(0x040, 0x01);
     EXPECT_EQ(Monitor(0x480), 1016 / 8);
-    SetConfig(0x07, 0x0B);
-    SetConfig(0x61, 0x50);
+    SetConfig({{0x07, 0x0B}, {0x61, 0x50}});
     EXPECT_EQ(Monitor(0x480), 0xFF);
-    SetConfig(0x61, 0x90);
-    SetConfig(0x30, 0x00);
+    SetConfig({{0x61, 0x90}, {0x30, 0x00}});
     EXPECT_EQ(Monitor(0x480), 0xFF);
 }
 
@@ -231,8 +224,7 @@ TEST_F(ChipPorts, StatusOfIteRemembersUntilItIsRead)
 {
     Fit("it8728");
     Keys({0x87, 0x01, 0x55, 0x55});
-    SetConfig(0x07, 0x04);
-    SetConfig(0x30, 0x01);
+    SetConfig({{0x07, 0x04}, {0x30, 0x01}});
     const auto monitor = [this](int reg)
     {
         Out(0xA35, reg);
@@ -306,10 +298,9 @@ TEST_F(ChipPorts, WatchdogCountsItsUnitAndResetsOnlyThroughItsOutput)
     EXPECT_FALSE(ResetsAt(m_now + 40s));
     m_now += 41s;
     EXPECT_EQ(Config(0xF7), 0x10); // but it says so
-    SetConfig(0xF7, 0xFF);
+    SetConfig({{0xF7, 0xFF}});
     EXPECT_EQ(Config(0xF7) & 0x10, 0x10);
-    SetConfig(0xF7, 0x00);
-    SetConfig(0xF7, 0x10); // cannot be set by hand
+    SetConfig({{0xF7, 0x00}, {0xF7, 0x10}}); // cannot be set by hand
     EXPECT_EQ(Config(0xF7), 0x00);
     EXPECT_EQ(m_chip->Watchdog(m_now).left, 0s);
 }
@@ -317,25 +308,23 @@ TEST_F(ChipPorts, WatchdogCountsItsUnitAndResetsOnlyThroughItsOutput)
 TEST_F(ChipPorts, AfterAResetOnlyTheStatusIsLeft)
 {
     StartWatchdog(0x02, 40);
-    SetConfig(0x07, 0x0A);
-    SetConfig(0xF7, 0x04);
+    SetConfig({{0x07, 0x0A}, {0xF7, 0x04}});
     SetMonitor(0x02B, 0x80);
     m_now = 41s;
     EXPECT_TRUE(m_chip->Watchdog(m_now).resetCount == 1);
-    SetConfig(0x07, 0x08);
-    SetConfig(0xF6, 40); // what still runs cannot arm it again
+    SetConfig({{0x07, 0x08}, {0xF6, 40}}); // what still runs cannot arm it again
     EXPECT_FALSE(m_chip->Watchdog(m_now).isArmed);
     EXPECT_TRUE(m_chip->TakeReset());
     EXPECT_FALSE(m_chip->TakeReset());
     EXPECT_EQ(Id(), kClosed);
     Keys({0x87, 0x87});
-    SetConfig(0x07, 0x08);
+    SetConfig({{0x07, 0x08}});
     EXPECT_EQ(Config(0xF5), 0x00);
     EXPECT_EQ(Config(0xF7), 0x10);
-    SetConfig(0x07, 0x0A);
+    SetConfig({{0x07, 0x0A}});
     EXPECT_EQ(Config(0xF7), 0x00);
     EXPECT_EQ(Config(0xF4), 0x04);
-    SetConfig(0xF4, 0x04);
+    SetConfig({{0xF4, 0x04}});
     EXPECT_EQ(Config(0xF4), 0x00);
     EXPECT_EQ(Monitor(0x02B), 0xFF); // not active
 }
@@ -356,7 +345,7 @@ TEST_F(ChipPorts, Faults)
     EXPECT_GT(differing, 10);
     m_chip->SetFault(sim::ChipFault::Dead);
     EXPECT_EQ(Config(0x20), 0xFF);
-    SetConfig(0xF6, 0); // is lost, and the watchdog goes on
+    SetConfig({{0xF6, 0}}); // is lost, and the watchdog goes on
     m_chip->SetFault(sim::ChipFault::None);
     EXPECT_EQ(Id(), 0xA023);
     EXPECT_TRUE(ResetsAt(40s));

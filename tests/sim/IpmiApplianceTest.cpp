@@ -1,42 +1,31 @@
 // The appliance with a management controller.
-#include "sim/Appliance.h"
+#include "SimTestSupport.h"
+#include "tests/support/CaseName.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cerrno>
-#include <memory>
 #include <set>
 #include <sstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 namespace
 {
-const std::vector<std::string> kCommand = {"ipmitool", "-c", "sdr"};
+constexpr const char* kCommand = "ipmitool -c sdr";
 
 std::unique_ptr<sim::CAppliance> PlayIpmi(const std::string& scenario, sim::SimTime now = 0s)
 {
-    std::string error;
-    const auto parsed = sim::ParseScenario(scenario, error);
-    EXPECT_TRUE(parsed) << error;
-    auto appliance = std::make_unique<sim::CAppliance>("ipmi", parsed.value_or(sim::Scenario{}));
-    appliance->Advance(now);
-    return appliance;
+    return Play(scenario, now, "ipmi");
 }
 
 std::vector<std::string> Lines(sim::CAppliance& appliance, sim::SimTime now = 0s)
 {
     std::vector<std::string> lines;
-    std::istringstream text(appliance.Run(kCommand, now).standardOutput);
+    std::istringstream text(Call(appliance, kCommand, now).standardOutput);
     for (std::string line; std::getline(text, line);)
     {
         lines.push_back(line);
@@ -86,28 +75,8 @@ constexpr auto kVerbCases = std::to_array<VerbCase>({
     {"DiscreteOff", "at 0s bmc \"PSU1 Status\" off", "PSU1 Status", "PSU1 Status,,,ns"},
 });
 
-class BmcVerbs : public testing::TestWithParam<VerbCase>
-{
-};
+using BmcVerbs = testing::TestWithParam<VerbCase>;
 
-struct RefusedCase
-{
-    const char* name;
-    const char* preset;
-    const char* scenario;
-    const char* error;
-};
-
-constexpr auto kRefusedCases = std::to_array<RefusedCase>({
-    {"NoSuchSensor", "ipmi", "at 1s bmc \"CPU 2 Temp\" off", "line 1: no sensor \"CPU 2 Temp\""},
-    {"ValueOfDiscrete", "ipmi", "\nat 1s bmc \"Lid Switch\" value 1", "line 2: \"Lid Switch\" has states"},
-    {"NoController", "plain", "at 1s bmc gone", "no management controller"},
-    {"NoControllerForSensor", "plain", "at 1s bmc FAN_CPU off", "no management controller"},
-});
-
-class BmcRefuses : public testing::TestWithParam<RefusedCase>
-{
-};
 } // namespace
 
 TEST_P(BmcVerbs, ChangeTheLine)
@@ -115,42 +84,7 @@ TEST_P(BmcVerbs, ChangeTheLine)
     EXPECT_EQ(LineOf(*PlayIpmi(GetParam().scenario), GetParam().sensor), GetParam().line);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, BmcVerbs, testing::ValuesIn(kVerbCases),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST_P(BmcRefuses, AScenarioItCannotPlay)
-{
-    std::string error;
-    const auto scenario = sim::ParseScenario(GetParam().scenario, error);
-    ASSERT_TRUE(scenario) << error;
-    try
-    {
-        sim::CAppliance appliance(GetParam().preset, scenario);
-        FAIL() << "accepted";
-    }
-    catch (const std::invalid_argument& problem)
-    {
-        EXPECT_THAT(problem.what(), HasSubstr(GetParam().error));
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, BmcRefuses, testing::ValuesIn(kRefusedCases),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST(Bmc, QuotedWordsAreOneWord)
-{
-    const auto wordsOf = [](const std::string& line)
-    {
-        std::string error;
-        const auto scenario = sim::ParseScenario(line, error);
-        return scenario ? scenario->events.at(0).words : std::vector<std::string>{error};
-    };
-    EXPECT_THAT(wordsOf("at 1s bmc \"A  b\" \t off # \"c\""), ElementsAre("bmc", "A  b", "off"));
-    EXPECT_THAT(wordsOf("at 1s note 5\" of \"snow"), ElementsAre("note", "5\"", "of", "\"snow"));
-    EXPECT_THAT(wordsOf("at 1s note \"a\"b \"\""), ElementsAre("note", "\"a\"b", "\"\""));
-    EXPECT_THAT(wordsOf("at 1s bmc FAN_CPU"),
-                ElementsAre(HasSubstr("expected \"value\" or \"state\" or \"off|on\"")));
-}
+INSTANTIATE_TEST_SUITE_P(Cases, BmcVerbs, testing::ValuesIn(kVerbCases), kByName);
 
 // The forms that the plug-in has to tell apart are all there, and the last line is a fan with a value.
 TEST(Bmc, TheWholeRepositoryInOrder)
@@ -164,7 +98,7 @@ TEST(Bmc, TheWholeRepositoryInOrder)
     EXPECT_EQ(LineOf(*appliance, "Lid Switch"), "Lid Switch,00h,ok,23.1,");
     EXPECT_EQ(LineOf(*appliance, "FAN_REAR2"), "FAN_REAR2,,,ns");
     EXPECT_THAT(lines.back(), testing::MatchesRegex("FAN_REAR1,4[234]00,RPM,ok"));
-    const auto run = appliance->Run(kCommand, 0s);
+    const auto run = Call(*appliance, kCommand);
     EXPECT_EQ(run.duration, 12 * 60ms);
     EXPECT_EQ(run.waitStatus, 0);
     EXPECT_EQ(run.standardError, "");
@@ -184,7 +118,7 @@ TEST(Bmc, ValuesWanderByOneStep)
 TEST(Bmc, WhenItIsGoneTheToolFailsUntilItIsBack)
 {
     const auto appliance = PlayIpmi("at 0s bmc FAN_CPU value 0\nat 1s bmc gone\nat 2s bmc back", 1s);
-    const auto run = appliance->Run(kCommand, 1s);
+    const auto run = Call(*appliance, kCommand, 1s);
     EXPECT_EQ(run.waitStatus, 1 << 8);
     EXPECT_EQ(run.standardOutput, "");
     EXPECT_THAT(run.standardError, StartsWith("Could not open device"));
@@ -195,38 +129,13 @@ TEST(Bmc, WhenItIsGoneTheToolFailsUntilItIsBack)
 TEST(Bmc, OtherCommandsAreRefused)
 {
     const auto appliance = PlayIpmi("");
-    for (const std::vector<std::string>& command :
-         {std::vector<std::string>{"ipmitool"}, {"ipmitool", "sdr"}, {"ipmitool", "-c", "sdr", "elist"}})
+    for (const char* command : {"ipmitool", "ipmitool sdr", "ipmitool -c sdr elist"})
     {
-        const auto run = appliance->Run(command, 0s);
+        const auto run = Call(*appliance, command);
         EXPECT_EQ(run.waitStatus, 1 << 8);
         EXPECT_EQ(run.standardOutput, "");
         EXPECT_NE(run.standardError, "");
     }
-}
-
-TEST(Bmc, OnlyABoardWithOneHasTheTool)
-{
-    sim::CAppliance plain("plain", sim::Scenario{});
-    EXPECT_EQ(plain.Run(kCommand, 0s).startError, ENOENT);
-    EXPECT_EQ(PlayIpmi("")->Run(kCommand, 0s).startError, 0);
-    EXPECT_EQ(PlayIpmi("at 0s tool ipmitool missing")->Run(kCommand, 0s).startError, ENOENT);
-}
-
-TEST(BmcFaults, GarbageHasNoFieldsLeft)
-{
-    const auto run = PlayIpmi("at 0s tool ipmitool garbage")->Run(kCommand, 0s);
-    EXPECT_THAT(run.standardOutput, StartsWith("CPU Temp"));
-    EXPECT_THAT(run.standardOutput, Not(HasSubstr(",")));
-    EXPECT_EQ(run.waitStatus, 0);
-}
-
-TEST(BmcFaults, AToolThatDiesHasPrintedTheFirstLines)
-{
-    const auto run = PlayIpmi("at 0s tool ipmitool fail 9")->Run(kCommand, 0s);
-    EXPECT_EQ(run.waitStatus, 9 << 8);
-    EXPECT_THAT(run.standardOutput, testing::EndsWith("\n"));
-    EXPECT_THAT(run.standardOutput, Not(HasSubstr("FAN_REAR1")));
 }
 
 TEST(BmcScenario, ShowsEveryTroubleAndEndsWell)
@@ -236,7 +145,7 @@ TEST(BmcScenario, ShowsEveryTroubleAndEndsWell)
     for (sim::SimTime now = 0s; now <= 200s; now += 5s)
     {
         appliance.Advance(now);
-        const auto run = appliance.Run(kCommand, now);
+        const auto run = Call(appliance, kCommand, now);
         troubles.insert(run.waitStatus != 0 ? "gone" : "");
         if (run.waitStatus == 0)
         {

@@ -1,8 +1,7 @@
-#include "sim/Scenario.h"
-
+#include "SimTestSupport.h"
 #include "sim/Duration.h"
+#include "tests/support/CaseName.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -13,40 +12,12 @@ using testing::HasSubstr;
 
 namespace
 {
-struct DurationCase
-{
-    const char* name;
-    const char* text;
-    std::optional<std::chrono::milliseconds> length;
-};
-
-constexpr auto kDurationCases = std::to_array<DurationCase>({
-    {"Seconds", "90s", 90s},
-    {"MinutesAndSeconds", "1m30s", 90s},
-    {"HoursAndMilliseconds", "1h5ms", 3'600'005ms},
-    {"Nothing", "0s", 0s},
-    {"AYear", "8760h", 8760h},
-    {"MoreThanAYear", "8760h1ms", std::nullopt},
-    {"BeyondSixtyFourBits", "99999999999999999999s", std::nullopt},
-    {"ProductBeyondSixtyFourBits", "31536000000h", std::nullopt},
-    {"BareNumber", "90", std::nullopt},
-    {"UnitTwice", "1s2s", std::nullopt},
-    {"SmallerUnitFirst", "1s1m", std::nullopt},
-    {"Negative", "-1s", std::nullopt},
-    {"UnitOnly", "s", std::nullopt},
-    {"Fraction", "1.5s", std::nullopt},
-    {"Empty", "", std::nullopt},
-});
-
-class ScenarioDuration : public testing::TestWithParam<DurationCase>
-{
-};
-
 struct BadCase
 {
     const char* name;
     const char* text;
     const char* error;
+    const char* preset = "plain";
 };
 
 constexpr auto kBadCases = std::to_array<BadCase>({
@@ -72,11 +43,34 @@ constexpr auto kBadCases = std::to_array<BadCase>({
     {"SerialTooLong", "at 1s disk /dev/sdc replace ABCDEFGHIJKLMNOPQRSTU", "a serial number"},
     {"EmptyNote", "at 1s note", "a text, found the end of the line"},
     {"EscapeSequence", "at 1s note \x1b[2J", "control character"},
+    {"HalfASensorVerb", "at 1s bmc FAN_CPU", "expected \"value\" or \"state\" or \"off|on\""},
+    {"PlainDiskFails", "at 1s disk /dev/sda fail", "found \"fail\""},
+    // what the appliance does not have
+    {"NoSuchDisk", "\nat 1s disk /dev/sdz pull", "line 2: no /dev/sdz"},
+    {"NoSuchAttribute", "at 1s disk /dev/sdc attribute 77 value 1", "no attribute 77"},
+    {"TemperatureRowIsDerived", "at 1s disk /dev/sdc attribute 194 value 1", "no attribute 194"},
+    {"AttributeOfNvme", "at 1s disk /dev/nvme0 attribute 5 value 1", "no attribute 5"},
+    {"SpareOfSata", "at 1s disk /dev/sdc spare 1", "no NVMe disk"},
+    {"HealthOfUsbStick", "at 1s disk /dev/sdg health failing", "no SMART data"},
+    {"NoSuchFan", "at 1s chip fan 6 stop", "the chip has 5 fans"},
+    {"NoSuchTemperature", "at 1s chip temperature 3 value 4", "the chip has 2 temperatures"},
+    {"SelfTestOfNvme", "at 1s disk /dev/nvme0 selftest sticks", "no self-tests"},
+    {"SelfTestBlockBeyondTheEnd", "at 1s disk /dev/sdf selftest fails at 15628053168",
+     "no block 15628053168"},
+    {"RequestForNoDisk", "at 1s request test short /dev/sdz", "no /dev/sdz"},
+    {"NoSuchSensor", "at 1s bmc \"CPU 2 Temp\" off", "line 1: no sensor \"CPU 2 Temp\"", "ipmi"},
+    {"ValueOfDiscrete", "\nat 1s bmc \"Lid Switch\" value 1", "line 2: \"Lid Switch\" has states", "ipmi"},
+    {"NoManagementController", "at 1s bmc gone", "no management controller"},
+    {"NoManagementControllerForSensor", "at 1s bmc FAN_CPU off", "no management controller"},
+    {"NoSuchDrive", "at 1s disk 64:11 fail", "no drive 64:11", "lsi"},
+    {"NoSuchDriveToPull", "at 1s disk 64:11 pull", "no 64:11", "lsi"},
+    {"DriveOfNoController", "at 1s disk 64:1 fail", "no drive 64:1"},
+    {"NoRaidController", "at 1s raid check 0", "no RAID controller"},
+    {"NoRaidControllerToPrepare", "at 1s raidprep fails mounting", "no RAID controller"},
+    {"RefusingScript", "at 1s tool sysinfo refuse", "asks no controller", "lsi"},
 });
 
-class ScenarioBadText : public testing::TestWithParam<BadCase>
-{
-};
+using ScenarioBadText = testing::TestWithParam<BadCase>;
 
 sim::Scenario ParseGood(const std::string& text)
 {
@@ -85,29 +79,43 @@ sim::Scenario ParseGood(const std::string& text)
     EXPECT_TRUE(scenario) << error;
     return scenario.value_or(sim::Scenario{});
 }
-
-std::string ErrorOf(const std::string& text)
-{
-    std::string error;
-    return sim::ParseScenario(text, error) ? "(accepted)" : error;
-}
 } // namespace
 
-TEST_P(ScenarioDuration, Reads)
+TEST(ScenarioDuration, IsUnitsFromHoursToMilliseconds)
 {
-    EXPECT_EQ(sim::ParseDuration(GetParam().text), GetParam().length);
+    struct Row
+    {
+        const char* text;
+        std::optional<std::chrono::milliseconds> length;
+    };
+    for (const auto& [text, length] : {
+             Row{"90s", 90s},
+             Row{"1m30s", 90s},
+             Row{"1h5ms", 3'600'005ms},
+             Row{"0s", 0s},
+             Row{"8760h", 8760h},
+             Row{"8760h1ms", {}},
+             Row{"99999999999999999999s", {}}, // beyond 64 bits
+             Row{"31536000000h", {}},          // the product is
+             Row{"90", {}},
+             Row{"1s2s", {}},
+             Row{"1s1m", {}},
+             Row{"-1s", {}},
+             Row{"s", {}},
+             Row{"1.5s", {}},
+             Row{"", {}},
+         })
+    {
+        EXPECT_EQ(sim::ParseDuration(text), length) << text;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, ScenarioDuration, testing::ValuesIn(kDurationCases),
-                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(ScenarioBadText, IsRefusedWithItsReason)
 {
-    EXPECT_THAT(ErrorOf(GetParam().text), HasSubstr(GetParam().error));
+    EXPECT_THAT(ErrorOf(GetParam().text, GetParam().preset), HasSubstr(GetParam().error));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ScenarioBadText, testing::ValuesIn(kBadCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ScenarioBadText, testing::ValuesIn(kBadCases), kByName);
 
 TEST(Scenario, CommentsBlanksAndLineEndsDoNotCount)
 {
@@ -119,6 +127,14 @@ TEST(Scenario, CommentsBlanksAndLineEndsDoNotCount)
     EXPECT_EQ(scenario.events[0].text, "at  40s\tdisk /dev/sdc pull");
     EXPECT_THAT(scenario.events[0].words, ElementsAre("disk", "/dev/sdc", "pull"));
     EXPECT_THAT(scenario.events[1].words, ElementsAre("note", "a#1"));
+}
+
+TEST(Scenario, QuotedWordsAreOneWord)
+{
+    const auto wordsOf = [](const std::string& line) { return ParseGood(line).events.at(0).words; };
+    EXPECT_THAT(wordsOf("at 1s bmc \"A  b\" \t off # \"c\""), ElementsAre("bmc", "A  b", "off"));
+    EXPECT_THAT(wordsOf("at 1s note 5\" of \"snow"), ElementsAre("note", "5\"", "of", "\"snow"));
+    EXPECT_THAT(wordsOf("at 1s note \"a\"b \"\""), ElementsAre("note", "\"a\"b", "\"\""));
 }
 
 TEST(Scenario, IsInOrderOfTimeThenOfTheFile)

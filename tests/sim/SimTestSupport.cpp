@@ -2,20 +2,48 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <stdexcept>
+
 std::unique_ptr<sim::CAppliance> Play(const std::string& scenario, sim::SimTime now,
-                                      const std::string& preset)
+                                      const std::string& preset, const std::string& chip)
 {
     std::string error;
     const auto parsed = sim::ParseScenario(scenario, error);
     EXPECT_TRUE(parsed) << error;
-    auto appliance = std::make_unique<sim::CAppliance>(preset, parsed.value_or(sim::Scenario{}));
+    auto appliance = std::make_unique<sim::CAppliance>(preset, parsed.value_or(sim::Scenario{}), chip);
     appliance->Advance(now);
     return appliance;
 }
 
-std::vector<std::string> ReportCommand(const std::string& device)
+std::string ErrorOf(const std::string& scenario, const std::string& preset)
 {
-    return {"./smartctl", "-j", "-T", "permissive", "-a", device};
+    std::string error;
+    const auto parsed = sim::ParseScenario(scenario, error);
+    try
+    {
+        return parsed ? (sim::CAppliance(preset, parsed), "(accepted)") : error;
+    }
+    catch (const std::invalid_argument& problem)
+    {
+        return problem.what();
+    }
+}
+
+std::vector<std::string> Split(const std::string& command)
+{
+    std::istringstream text(command);
+    return {std::istream_iterator<std::string>(text), {}};
+}
+
+sim::ProgramRun Call(sim::CAppliance& appliance, const std::string& command, sim::SimTime now)
+{
+    return appliance.Run(Split(command), now);
+}
+
+std::string ReportCommand(const std::string& device)
+{
+    return "./smartctl -j -T permissive -a " + device;
 }
 
 nlohmann::json Json(const sim::ProgramRun& run)
@@ -25,7 +53,7 @@ nlohmann::json Json(const sim::ProgramRun& run)
 
 nlohmann::json Report(sim::CAppliance& appliance, const std::string& device, sim::SimTime now)
 {
-    return Json(appliance.Run(ReportCommand(device), now));
+    return Json(Call(appliance, ReportCommand(device), now));
 }
 
 nlohmann::json Attribute(const nlohmann::json& report, int id)
@@ -43,7 +71,7 @@ nlohmann::json Attribute(const nlohmann::json& report, int id)
 std::vector<std::string> ScannedDevices(sim::CAppliance& appliance, sim::SimTime now)
 {
     std::vector<std::string> names;
-    const auto scan = Json(appliance.Run({"./smartctl", "-j", "--scan"}, now));
+    const auto scan = Json(Call(appliance, "./smartctl -j --scan", now));
     for (const auto& device : scan.at("devices"))
     {
         names.push_back(device.at("name"));

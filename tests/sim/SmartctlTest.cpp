@@ -1,10 +1,9 @@
 #include "SimTestSupport.h"
+#include "tests/support/CaseName.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
-#include <sstream>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -12,12 +11,6 @@ using testing::HasSubstr;
 
 namespace
 {
-std::vector<std::string> Words(const std::string& text)
-{
-    std::istringstream stream(text);
-    return {std::istream_iterator<std::string>(stream), {}};
-}
-
 struct CommandCase
 {
     const char* name;
@@ -50,9 +43,7 @@ constexpr auto kCommandCases = std::to_array<CommandCase>({
      "/dev/bus/0 [megaraid_disk_08] [SAT] failed"},
 });
 
-class SmartctlCommand : public testing::TestWithParam<CommandCase>
-{
-};
+using SmartctlCommand = testing::TestWithParam<CommandCase>;
 
 struct StatusCase
 {
@@ -80,22 +71,19 @@ constexpr auto kStatusCases = std::to_array<StatusCase>({
     {"NvmeSpareBelowThreshold", "at 0s disk /dev/nvme0 spare 9", "/dev/nvme0", 8, false},
 });
 
-class SmartctlStatus : public testing::TestWithParam<StatusCase>
-{
-};
+using SmartctlStatus = testing::TestWithParam<StatusCase>;
 } // namespace
 
 TEST_P(SmartctlCommand, EndsAsTheRealOne)
 {
     const auto appliance = Play("");
-    const auto words = Words(GetParam().command);
-    const auto run = appliance->Run(words, 0s);
+    const auto run = Call(*appliance, GetParam().command);
     const auto json = Json(run);
     ASSERT_TRUE(json.is_object()) << run.standardOutput;
     EXPECT_EQ(run.waitStatus, GetParam().exitStatus << 8);
     const auto& self = json.at("smartctl");
     EXPECT_EQ(self.at("exit_status"), GetParam().exitStatus);
-    EXPECT_EQ(self.at("argv"), words);
+    EXPECT_EQ(self.at("argv"), Split(GetParam().command));
     if (std::string_view(GetParam().message).empty())
     {
         EXPECT_FALSE(self.contains("messages"));
@@ -107,13 +95,12 @@ TEST_P(SmartctlCommand, EndsAsTheRealOne)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, SmartctlCommand, testing::ValuesIn(kCommandCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, SmartctlCommand, testing::ValuesIn(kCommandCases), kByName);
 
 TEST_P(SmartctlStatus, FollowsTheDisk)
 {
     const auto appliance = Play(GetParam().scenario);
-    const auto run = appliance->Run(ReportCommand(GetParam().device), 0s);
+    const auto run = Call(*appliance, ReportCommand(GetParam().device));
     const auto json = Json(run);
     ASSERT_TRUE(json.is_object());
     EXPECT_EQ(run.waitStatus, GetParam().exitStatus << 8);
@@ -121,8 +108,7 @@ TEST_P(SmartctlStatus, FollowsTheDisk)
     EXPECT_EQ(json.value("/smart_status/passed"_json_pointer, false), GetParam().passed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, SmartctlStatus, testing::ValuesIn(kStatusCases), kByName);
 
 TEST(Smartctl, ScanListsKindsInOrder)
 {
@@ -130,7 +116,7 @@ TEST(Smartctl, ScanListsKindsInOrder)
     EXPECT_THAT(ScannedDevices(*appliance, 0s),
                 ElementsAre("/dev/sda", "/dev/sdb", "/dev/sdc", "/dev/sdd", "/dev/sde", "/dev/sdf",
                             "/dev/sdg", "/dev/nvme0"));
-    const auto devices = Json(appliance->Run({"./smartctl", "-j", "--scan"}, 0s)).at("devices");
+    const auto devices = Json(Call(*appliance, "./smartctl -j --scan")).at("devices");
     EXPECT_EQ(devices[0],
               R"({"name":"/dev/sda","info_name":"/dev/sda [SAT]","type":"sat","protocol":"ATA"})"_json);
     EXPECT_EQ(devices[6],
@@ -146,7 +132,7 @@ TEST(Smartctl, ScanOfAnEmptyMachineHasNoDeviceList)
     {
         scenario += "at 0s disk /dev/" + std::string(device) + " pull\n";
     }
-    const auto run = Play(scenario)->Run({"./smartctl", "-j", "--scan"}, 0s);
+    const auto run = Call(*Play(scenario), "./smartctl -j --scan");
     EXPECT_EQ(run.waitStatus, 0);
     EXPECT_FALSE(Json(run).contains("devices"));
 }
@@ -168,13 +154,12 @@ TEST(Smartctl, AttributeRowHasTheRealShape)
 TEST(Smartctl, SectionsCanBeHadAlone)
 {
     const auto appliance = Play("at 0s disk /dev/sdc health failing");
-    const auto identity = Json(appliance->Run({"./smartctl", "-j", "-i", "/dev/sdc"}, 0s));
-    EXPECT_EQ(identity.at("model_name"), "Meridian ST-8T");
-    EXPECT_EQ(identity.at("smartctl").at("exit_status"), 0); // the health was not asked for
-    EXPECT_FALSE(identity.contains("ata_smart_attributes"));
-    const auto health = Json(appliance->Run({"./smartctl", "-jH", "/dev/sdc"}, 0s));
-    EXPECT_EQ(health.at("smartctl").at("exit_status"), 8);
-    EXPECT_FALSE(health.contains("model_name"));
+    // the health is not asked for
+    EXPECT_THAT(Json(Call(*appliance, "./smartctl -j -i /dev/sdc")),
+                Includes(R"({"model_name": "Meridian ST-8T", "smartctl": {"exit_status": 0},
+                             "ata_smart_attributes": null})"_json));
+    EXPECT_THAT(Json(Call(*appliance, "./smartctl -jH /dev/sdc")),
+                Includes(R"({"smartctl": {"exit_status": 8}, "model_name": null})"_json));
 }
 
 TEST(Smartctl, CountersGrowWithTheHours)
