@@ -2,6 +2,7 @@
 
 #include "host/Options.h"
 #include "host/Requests.h"
+#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -41,9 +42,7 @@ struct RequestCase
     const char* text; // between <Storage ID="3604480" and </Storage>, or the whole
 };
 
-class ControlRequest : public testing::TestWithParam<RequestCase>
-{
-};
+using ControlRequest = testing::TestWithParam<RequestCase>;
 
 TEST_P(ControlRequest, BecomesADocument)
 {
@@ -88,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(
                     R"(<?xml ?><zDVR><Sensors ID="3604480" Refresh="1"/></zDVR>)"},
         RequestCase{"Status", "status", ControlKind::Status, ""},
         RequestCase{"File", "raw-status /a/b", ControlKind::RequestFile, "/a/b"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST(ControlLine, WhatIsWrongIsRefused)
 {

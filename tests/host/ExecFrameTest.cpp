@@ -1,6 +1,7 @@
 #include "host/ExecFrame.h"
 
 #include "host/TimeLimits.h"
+#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 
@@ -47,9 +48,7 @@ struct BadFrame
     std::string frame;
 };
 
-class ExecFrameBad : public testing::TestWithParam<BadFrame>
-{
-};
+using ExecFrameBad = testing::TestWithParam<BadFrame>;
 
 TEST_P(ExecFrameBad, IsRefusedWithAReason)
 {
@@ -65,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, ExecFrameBad,
                                          BadFrame{"FieldWithoutEnd", Exec(0x0A, "echo")},
                                          BadFrame{"NoProgram", Exec(0x0A, "\0"s)},
                                          BadFrame{"TooLong", Exec(2, std::string(65536 - 15, 'x'))}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         kByName);
 
 TEST(ExecFrame, OutputIsSplitAtTheLongestFrame)
 {
@@ -87,9 +86,7 @@ struct LimitCase
     int seconds; // 0 is none
 };
 
-class TimeLimit : public testing::TestWithParam<LimitCase>
-{
-};
+using TimeLimit = testing::TestWithParam<LimitCase>;
 
 TEST_P(TimeLimit, FollowsTheProgramAndItsCommand)
 {
@@ -108,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(
                     LimitCase{"OtherCreate", {"arcconf", "CREATE", "1", "LOGICALDRIVE"}, 0},
                     LimitCase{"PreparationRunsOn", {"scripts/driveprep.sh", "prep", "S1"}, 0},
                     LimitCase{"PreparationSet", {"scripts/raidprep.sh"}, 900}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST(TimeLimits, RefusesWhatIsNoLimit)
 {

@@ -1,4 +1,5 @@
 #include "host/PictureMerge.h"
+#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 
@@ -176,9 +177,7 @@ struct Unreadable
     std::string text;
 };
 
-class PictureMergeRejects : public testing::TestWithParam<Unreadable>
-{
-};
+using PictureMergeRejects = testing::TestWithParam<Unreadable>;
 
 TEST_P(PictureMergeRejects, AndChangesNothing)
 {
@@ -204,5 +203,5 @@ INSTANTIATE_TEST_SUITE_P(
                     Unreadable{"OtherRoot", "<a/>"},
                     Unreadable{"AChange", "<zDVR Delta=\"1\"><Storage ID=\"3604480\"/></zDVR>"},
                     Unreadable{"DeepNesting", Nested(100000)}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 } // namespace

@@ -1,6 +1,7 @@
 #include "host/PortTrap.h"
 
 #include "host/SimTime.h"
+#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 #include <sys/io.h>
@@ -187,8 +188,7 @@ TEST_P(PortTrapFatal, EndsTheProcess)
     EXPECT_EXIT(act(), DiedOfTheFault, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, PortTrapFatal, testing::ValuesIn(kFatalCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, PortTrapFatal, testing::ValuesIn(kFatalCases), kByName);
 
 TEST(PortTrace, KeepsTheLastAccesses)
 {

@@ -3,6 +3,7 @@
 #include "host/PictureMerge.h"
 #include "host/PictureText.h"
 #include "host/Screen.h"
+#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 
@@ -35,9 +36,7 @@ constexpr auto kMessages = std::to_array<MessageCase>({
     {"Error", "storcli error Failure", "storcli error Failure", "", 0},
 });
 
-class VolumeMessage : public testing::TestWithParam<MessageCase>
-{
-};
+using VolumeMessage = testing::TestWithParam<MessageCase>;
 
 TEST_P(VolumeMessage, IsStateAndTask)
 {
@@ -50,8 +49,7 @@ TEST_P(VolumeMessage, IsStateAndTask)
     EXPECT_EQ(raid.volumes[0].task ? raid.volumes[0].task->percent : 0, GetParam().percent);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, VolumeMessage, testing::ValuesIn(kMessages),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, VolumeMessage, testing::ValuesIn(kMessages), kByName);
 
 // Disks in every role behind a controller, and one on the board.
 Picture Recorder()

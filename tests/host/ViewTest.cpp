@@ -2,6 +2,7 @@
 #include "host/PictureText.h"
 #include "host/SafeText.h"
 #include "host/Screen.h"
+#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 
@@ -20,9 +21,7 @@ struct TextCase
     std::string safe;
 };
 
-class SafeTextCase : public testing::TestWithParam<TextCase>
-{
-};
+using SafeTextCase = testing::TestWithParam<TextCase>;
 
 TEST_P(SafeTextCase, IsHarmless)
 {
@@ -44,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(
                              "a\xE2\x80\xAE"
                              "b",
                              "a?b"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST(Fit, CountsCharactersNotBytes)
 {

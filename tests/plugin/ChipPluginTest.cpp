@@ -1,14 +1,12 @@
 // The plug-in on simulated boards: the shared object's own port instructions trap and are answered by a model
 // of the chip.
 #include "host/PortTrap.h"
-#include "host/SimTime.h"
-#include "sim/Appliance.h"
-#include "tests/plugin/LoadedPlugin.h"
+#include "tests/plugin/ApplianceRig.h"
+#include "tests/support/CaseName.h"
 
 #include <sched.h>
 
 #include <atomic>
-#include <memory>
 
 namespace
 {
@@ -18,32 +16,22 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr std::uint64_t kOwnSource = 0x370000;
 constexpr int kTimeoutSec = 40;
 
 // The board's temperature leaves its limits at 12 s and is back within them at 52 s: between two polls, which
 // come every five seconds.
 constexpr const char* kScenario = "at 12s chip temperature 1 value 100\nat 52s chip temperature 1 value 40\n";
 
-class BoardRig : public PluginRig
+class BoardRig : public ApplianceRig
 {
 protected:
     // Switches on an appliance with that chip and starts the plug-in on it.
     void StartOn(const std::string& chip)
     {
         std::string error;
-        m_appliance = std::make_unique<sim::CAppliance>("plain", sim::ParseScenario(kScenario, error), chip);
-        for (const auto& [name, text] : m_appliance->Files())
-        {
-            m_dir.Write(name, text);
-        }
-        m_host.SetProgramHook([this](const CFakeHost::Arguments& arguments) { return RunTool(arguments); });
-        m_switchedOn = host::simtime::MonotonicNow();
+        SwitchOn(std::make_unique<sim::CAppliance>("plain", sim::ParseScenario(kScenario, error), chip));
         host::TrapPorts(m_appliance->Ports(), m_trace, std::chrono::steady_clock::now());
-        Load();
-        Run();
-        Settle(); // the loop runs, and what Run had queued for it is ahead of the next
-        Settle();
+        Start();
     }
 
     ~BoardRig() override
@@ -72,11 +60,6 @@ protected:
         CloseAndUnload();
         stopped = true;
         time.join();
-    }
-
-    [[nodiscard]] sim::SimTime Now() const
-    {
-        return std::chrono::duration_cast<sim::SimTime>(host::simtime::MonotonicNow() - m_switchedOn);
     }
 
     [[nodiscard]] sim::WatchdogView Watchdog() const { return m_appliance->Watchdog(Now()).value(); }
@@ -113,72 +96,62 @@ protected:
         return "none";
     }
 
-    std::unique_ptr<sim::CAppliance> m_appliance;
     host::CPortTrace m_trace;
-
-private:
-    std::optional<CFakeHost::Answer> RunTool(const CFakeHost::Arguments& arguments)
-    {
-        const sim::ProgramRun run = m_appliance->Run(arguments, Now());
-        CFakeHost::Answer answer;
-        answer.output = run.standardOutput;
-        answer.exitCode = run.waitStatus >> 8;
-        answer.startError = run.startError;
-        return answer;
-    }
-
-    std::chrono::nanoseconds m_switchedOn{0};
 };
+
+// In a document.
+std::string Attribute(const std::string& name, int value)
+{
+    return " " + name + "=\"" + std::to_string(value) + "\"";
+}
+std::string Identity(int id, const std::string& label)
+{
+    return Attribute("ID", id) + " Label=\"" + label + "\"";
+}
+std::string Voltage(int id, const std::string& label, int value, int max, int min)
+{
+    return Identity(id, label) + Attribute("Value", value) + Attribute("Type", 1) + Attribute("Max", max) +
+           Attribute("Min", min) + " />";
+}
+std::string Fan(int id, const std::string& label, int value, int min)
+{
+    return Identity(id, label) + Attribute("Value", value) + Attribute("Type", 3) + Attribute("Min", min) +
+           " />";
+}
 
 struct ChipCase
 {
-    const char* chip;
+    const char* name;
     const char* detected; // the numbers of the log line
     const char* description;
-    const char* voltage;     // attributes in the full list
-    const char* fan;         // the same
-    const char* temperature; // its element as it begins in every document
-    const char* degrees;     // how it goes on in the full list
-    bool armedByStart;       // or else by the first ping
+    std::string voltage; // attributes in the full list
+    std::string fan;     // the same
+    int temperatureId;   // of the one that leaves its limits
+    const char* temperatureLabel;
+    int degrees;
+    bool armedByFirstPing = false; // or else by the start
 };
 
-constexpr auto kChips = std::to_array<ChipCase>({
+const auto kChips = std::to_array<ChipCase>({
     {"f81966a", "[0x1500] efir [0x004E] hwmir [0x0295]", "Fintek F81966/A",
-     R"(ID="1005" Label="Voltage 6" Value="1520" Type="1" Max="1672" Min="1368" />)",
-     R"(ID="3000" Label="Fan 1" Value="2964" Type="3" Min="1973" />)",
-     R"(<Temperature ID="2000" Label="Temperature 1")", R"( Value="47" Type="2" Max=")", true},
+     Voltage(1005, "Voltage 6", 1520, 1672, 1368), Fan(3000, "Fan 1", 2964, 1973), 2000, "Temperature 1", 47},
     {"it8612", "[0x8610] efir [0x002E] hwmir [0x0A35]", "ITE Tech IT8612E EC-LPC I/O",
-     R"(ID="1107" Label="Voltage 8" Value="1524" Type="1" Max="1676" Min="1371" />)",
-     R"(ID="3100" Label="Fan 1" Value="2960" Type="3" Min="1973" />)",
-     R"(<Temperature ID="2100" Label="Temperature 1")", R"( Value="47" Type="2" Max=")", true},
+     Voltage(1107, "Voltage 8", 1524, 1676, 1371), Fan(3100, "Fan 1", 2960, 1973), 2100, "Temperature 1", 47},
     {"it8728", "[0x8728] efir [0x002E] hwmir [0x0A35]", "ITE Tech IT8728 EC-LPC I/O",
-     R"(ID="1107" Label="Voltage 8" Value="1524" Type="1" Max="1676" Min="1371" />)",
-     R"(ID="3100" Label="Fan 1" Value="2960" Type="3" Min="1973" />)",
-     R"(<Temperature ID="2100" Label="Temperature 1")", R"( Value="47" Type="2" Max=")", true},
+     Voltage(1107, "Voltage 8", 1524, 1676, 1371), Fan(3100, "Fan 1", 2960, 1973), 2100, "Temperature 1", 47},
     {"it8772e", "[0x8770] efir [0x002E] hwmir [0x0A35]", "ITE Tech IT8772E EC-LPC I/O",
-     R"(ID="1106" Label="Voltage 7" Value="1668" Type="1" Max="1834" Min="1501" />)",
-     R"(ID="3100" Label="Fan 1" Value="2960" Type="3" Min="1973" />)",
-     R"(<Temperature ID="2100" Label="Temperature 1")", R"( Value="47" Type="2" Max=")", true},
+     Voltage(1106, "Voltage 7", 1668, 1834, 1501), Fan(3100, "Fan 1", 2960, 1973), 2100, "Temperature 1", 47},
     {"nct5525d", "[0xD2B0] efir [0x004E] hwmir [0x0A25]", "Nuvoton NCT5525D",
-     R"(ID="1002" Label="Voltage 3" Value="209" Type="1" Max="229" Min="188" />)",
-     R"(ID="3000" Label="Fan 1" Value="1150" Type="3" Min="766" />)",
-     R"(<Temperature ID="2000" Label="Temperature 1")", R"( Value="34" Type="2" Max=")", false},
+     Voltage(1002, "Voltage 3", 209, 229, 188), Fan(3000, "Fan 1", 1150, 766), 2000, "Temperature 1", 34,
+     true},
     {"nct6776", "[0xC330] efir [0x002E] hwmir [0x0295]", "Nuvoton LPC I/O NCT6776F / NCT6776D",
-     R"(ID="1008" Label="Voltage 9" Value="1520" Type="1" Max="1672" Min="1368" />)",
-     R"(ID="3000" Label="Fan 1" Value="1150" Type="3" Min="766" />)",
-     R"(<Temperature ID="2000" Label="Temperature 1")", R"( Value="34" Type="2" Max=")", true},
+     Voltage(1008, "Voltage 9", 1520, 1672, 1368), Fan(3000, "Fan 1", 1150, 766), 2000, "Temperature 1", 34},
     {"nct6791", "[0xC800] efir [0x002E] hwmir [0x0295]", "Nuvoton LPC I/O NCT6791D",
-     R"(ID="1004" Label="+12V" Value="12096" Type="1" Max="12600" Min="11400" />)",
-     R"(ID="3000" Label="Chassis fan 1" Value="1150" Type="3" Min="500" />)",
-     R"(<Temperature ID="2000" Label="Board")", R"( Value="34" Type="2" Max=")", true},
+     Voltage(1004, "+12V", 12096, 12600, 11400), Fan(3000, "Chassis fan 1", 1150, 500), 2000, "Board", 34},
     {"w83627dhg", "[0xA020] efir [0x002E] hwmir [0x0295]", "Winbond LPC I/O W83627DHG",
-     R"(ID="1008" Label="Voltage 9" Value="1520" Type="1" Max="1672" Min="1368" />)",
-     R"(ID="3000" Label="Fan 1" Value="1155" Type="3" Min="766" />)",
-     R"(<Temperature ID="2000" Label="Temperature 1")", R"( Value="34" Type="2" Max=")", true},
+     Voltage(1008, "Voltage 9", 1520, 1672, 1368), Fan(3000, "Fan 1", 1155, 766), 2000, "Temperature 1", 34},
     {"w83677hg", "[0xB470] efir [0x002E] hwmir [0x0295]", "Nuvoton LPC I/O W83676HG-I / W83677HG",
-     R"(ID="1008" Label="Voltage 9" Value="1520" Type="1" Max="1672" Min="1368" />)",
-     R"(ID="3000" Label="Fan 1" Value="1150" Type="3" Min="766" />)",
-     R"(<Temperature ID="2000" Label="Temperature 1")", R"( Value="34" Type="2" Max=")", true},
+     Voltage(1008, "Voltage 9", 1520, 1672, 1368), Fan(3000, "Fan 1", 1150, 766), 2000, "Temperature 1", 34},
 });
 
 class ChipPlugin : public BoardRig, public testing::WithParamInterface<ChipCase>
@@ -188,25 +161,26 @@ class ChipPlugin : public BoardRig, public testing::WithParamInterface<ChipCase>
 TEST_P(ChipPlugin, FindsWatchesAndGuardsTheBoard)
 {
     const ChipCase& chip = GetParam();
-    StartOn(chip.chip);
+    StartOn(chip.name);
     const std::string found = std::string("SENSORS: Found ") + chip.description;
     EXPECT_THAT(
         m_host.LogTexts(),
         AllOf(Contains(StartsWith("SENSORS: Detected super I/O chip ID " + std::string(chip.detected))),
               Contains(found), Contains("SENSORS: Watchdog timer started successfully")));
     const std::string configuration = Documents(MessageCategory::ConfigDocument).back();
-    EXPECT_THAT(configuration, AllOf(HasSubstr(chip.voltage), HasSubstr(chip.fan),
-                                     HasSubstr(std::string(chip.temperature) + chip.degrees),
-                                     HasSubstr(std::string(R"(<Watchdog Source=")") + chip.description +
-                                               R"(" Enabled="1" Timeout="40" />)")));
+    const std::string temperature = "<Temperature" + Identity(chip.temperatureId, chip.temperatureLabel);
+    EXPECT_THAT(configuration,
+                AllOf(HasSubstr(chip.voltage), HasSubstr(chip.fan),
+                      HasSubstr(temperature + Attribute("Value", chip.degrees) + R"( Type="2" Max=")"),
+                      HasSubstr(std::string(R"(<Watchdog Source=")") + chip.description +
+                                R"(" Enabled="1" Timeout="40" />)")));
 
-    EXPECT_EQ(Watchdog().isArmed, chip.armedByStart);
+    EXPECT_EQ(Watchdog().isArmed, !chip.armedByFirstPing);
     EXPECT_TRUE(Ping());
     EXPECT_TRUE(Watchdog().isArmed);
-    EXPECT_THAT(NextSensorStatus(), HasSubstr(chip.temperature))
-        << "all of them, with the state they start in";
-    EXPECT_THAT(NextSensorStatus(), AllOf(HasSubstr(chip.temperature), HasSubstr(R"(Alarm="1")")));
-    EXPECT_THAT(NextSensorStatus(), AllOf(HasSubstr(chip.temperature), HasSubstr(R"(Alarm="0")")));
+    EXPECT_THAT(NextSensorStatus(), HasSubstr(temperature)) << "all of them, with the state they start in";
+    EXPECT_THAT(NextSensorStatus(), AllOf(HasSubstr(temperature), HasSubstr(R"(Alarm="1")")));
+    EXPECT_THAT(NextSensorStatus(), AllOf(HasSubstr(temperature), HasSubstr(R"(Alarm="0")")));
     EXPECT_EQ(Watchdog().resetCount, 0U);
 
     Stop();
@@ -215,8 +189,7 @@ TEST_P(ChipPlugin, FindsWatchesAndGuardsTheBoard)
     EXPECT_EQ(Watchdog().resetCount, 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Chips, ChipPlugin, testing::ValuesIn(kChips),
-                         [](const auto& test) { return std::string(test.param.chip); });
+INSTANTIATE_TEST_SUITE_P(Chips, ChipPlugin, testing::ValuesIn(kChips), kByName);
 
 class BoardPlugin : public BoardRig
 {
@@ -233,10 +206,7 @@ TEST_F(BoardPlugin, WithoutPingsTheBoardIsResetAndTheNextStartKnowsIt)
     Stop();
     ASSERT_TRUE(m_appliance->TakeReset());
     m_host.Forget();
-    Load();
-    Run();
-    Settle();
-    Settle();
+    Start();
     EXPECT_THAT(m_host.LogTexts(), Contains("SENSORS: Unexpected errors caused the system to reboot"));
     EXPECT_TRUE(Ping());
 }

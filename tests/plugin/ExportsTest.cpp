@@ -1,5 +1,6 @@
 #include "host/SimTime.h"
 #include "tests/plugin/LoadedPlugin.h"
+#include "tests/support/CaseName.h"
 
 #include <cstdio>
 #include <memory>
@@ -9,8 +10,6 @@ namespace
 {
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr std::uint64_t kOwnSource = 0x370000;
 
 class Exports : public PluginRig
 {
@@ -133,8 +132,7 @@ TEST_P(WriteRules, DecideWhatIsKept)
     EXPECT_EQ(told.releases.size(), GetParam().kept ? 2U : 1U) << "with the one of Settle";
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, WriteRules, testing::ValuesIn(kWriteCases),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, WriteRules, testing::ValuesIn(kWriteCases), kByName);
 
 TEST_F(Exports, OpenWaitsForRunOrClose)
 {

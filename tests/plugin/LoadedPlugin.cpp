@@ -3,7 +3,6 @@
 #include "host/SimTime.h"
 #include "tests/support/KernelWait.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,31 +23,11 @@ CLoadedPlugin::~CLoadedPlugin()
     dlclose(m_library);
 }
 
-void* CLoadedPlugin::Symbol(const char* name) const
-{
-    return dlsym(m_library, name);
-}
-
 void CLoadedPlugin::Load(LoadRecord& record)
 {
     Record<24> hostInfo;
     hostInfo.Put(16, CFakeHost::Callback());
-    EXPECT_EQ(reinterpret_cast<Function2>(Symbol("Load"))(hostInfo.bytes.data(), record.bytes.data()), 0);
-}
-
-void CLoadedPlugin::Open()
-{
-    EXPECT_EQ(reinterpret_cast<Function>(Symbol("Open"))(), 0);
-}
-
-void CLoadedPlugin::Close()
-{
-    EXPECT_EQ(reinterpret_cast<Function>(Symbol("Close"))(), 0);
-}
-
-void CLoadedPlugin::Unload()
-{
-    EXPECT_EQ(reinterpret_cast<Function>(Symbol("Unload"))(), 0);
+    Call("Load", hostInfo.bytes.data(), record.bytes.data());
 }
 
 WriteReply CLoadedPlugin::Write(std::uint64_t source, std::uint64_t category, const void* data,
@@ -60,7 +39,7 @@ WriteReply CLoadedPlugin::Write(std::uint64_t source, std::uint64_t category, co
     message.Put(32, source);
     message.Put(48, category);
     WriteReply reply;
-    EXPECT_EQ(reinterpret_cast<Function2>(Symbol("Write"))(message.bytes.data(), reply.bytes.data()), 0);
+    Call("Write", message.bytes.data(), reply.bytes.data());
     return reply;
 }
 
@@ -71,7 +50,7 @@ IoctlReply CLoadedPlugin::Ioctl(std::uint32_t code, const void* data, std::uint3
     request.Put(24, length);
     request.Put(32, data);
     IoctlReply reply;
-    EXPECT_EQ(reinterpret_cast<Function2>(Symbol("IOCTL"))(request.bytes.data(), reply.bytes.data()), 0);
+    Call("IOCTL", request.bytes.data(), reply.bytes.data());
     return reply;
 }
 
@@ -86,6 +65,14 @@ PluginRig::~PluginRig()
 {
     CloseAndUnload();
     host::simtime::UsePassThrough();
+}
+
+void PluginRig::Start()
+{
+    Load();
+    Run();
+    Settle(); // the loop runs, and what Run had queued for it is ahead of the next
+    Settle();
 }
 
 void PluginRig::CloseAndUnload()

@@ -5,6 +5,7 @@
 #include "tests/support/FakeHost.h"
 #include "tests/support/TempDir.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -46,6 +47,7 @@ using LoadRecord = Record<128>;
 using WriteReply = Record<64>;
 using IoctlReply = Record<64>;
 
+inline constexpr std::uint64_t kOwnSource = 0x370000;
 inline constexpr std::uint64_t kForeignSource = 0x10000;
 
 class CLoadedPlugin
@@ -56,20 +58,21 @@ public:
     CLoadedPlugin(const CLoadedPlugin&) = delete;
     CLoadedPlugin& operator=(const CLoadedPlugin&) = delete;
 
-    // Null for a name that is not exported.
-    [[nodiscard]] void* Symbol(const char* name) const;
-
     // Each expects 0 as the result.
     void Load(LoadRecord& record);
-    void Open();
-    void Close();
-    void Unload();
+    void Open() { Call("Open"); }
+    void Close() { Call("Close"); }
+    void Unload() { Call("Unload"); }
     WriteReply Write(std::uint64_t source, std::uint64_t category, const void* data, std::int32_t length);
     IoctlReply Ioctl(std::uint32_t code, const void* data, std::uint32_t length);
 
 private:
-    using Function = std::int32_t (*)();
-    using Function2 = std::int32_t (*)(const void*, void*);
+    template <typename... Pointers>
+    void Call(const char* name, Pointers... pointers)
+    {
+        using Function = std::int32_t (*)(Pointers...);
+        EXPECT_EQ(reinterpret_cast<Function>(dlsym(m_library, name))(pointers...), 0) << name;
+    }
 
     void* m_library;
 };
@@ -95,6 +98,9 @@ protected:
     {
         m_run = std::thread([this] { m_plugin.Ioctl(1, nullptr, 0); });
     }
+
+    // Both, until the plug-in has done what it does by itself.
+    void Start();
 
     void CloseAndUnload();
 

@@ -3,12 +3,9 @@
 #include "host/PictureMerge.h"
 #include "host/PictureText.h"
 #include "host/Requests.h"
-#include "host/SimTime.h"
-#include "sim/Appliance.h"
-#include "tests/plugin/LoadedPlugin.h"
+#include "tests/plugin/ApplianceRig.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace
 {
@@ -22,34 +19,9 @@ struct LifeCase
     std::vector<const char*> lines;   // of the devices at the end
 };
 
-class RaidPlugin : public PluginRig, public testing::WithParamInterface<LifeCase>
+class RaidPlugin : public ApplianceRig, public testing::WithParamInterface<LifeCase>
 {
 protected:
-    void Start(const std::string& preset)
-    {
-        m_appliance = std::make_unique<sim::CAppliance>(preset, std::nullopt);
-        for (const auto& [name, text] : m_appliance->Files())
-        {
-            m_dir.Write(name, text);
-        }
-        m_host.SetProgramHook(
-            [this](const CFakeHost::Arguments& arguments) -> std::optional<CFakeHost::Answer>
-            {
-                const sim::ProgramRun run = m_appliance->Run(arguments, Now());
-                CFakeHost::Answer answer;
-                answer.output = run.standardOutput;
-                answer.exitCode = run.waitStatus >> 8;
-                answer.startError = run.startError;
-                return answer;
-            });
-        m_switchedOn = host::simtime::MonotonicNow();
-        Load();
-        Run();
-        Settle();
-        Settle();
-        TakeDocuments();
-    }
-
     // One second of the appliance's life.
     void Step()
     {
@@ -62,29 +34,6 @@ protected:
         Settle();
         Settle();
         TakeDocuments();
-    }
-
-    std::unique_ptr<sim::CAppliance> m_appliance;
-    host::Picture m_picture;
-    std::vector<std::string> m_changes;
-
-private:
-    [[nodiscard]] sim::SimTime Now() const
-    {
-        return std::chrono::duration_cast<sim::SimTime>(host::simtime::MonotonicNow() - m_switchedOn);
-    }
-
-    void Send(const std::string& line)
-    {
-        const host::ControlCommand command = host::ParseControl(host::SplitControlLine(line), m_picture);
-        const std::string& text = Lend(command.text);
-        if (command.kind == host::ControlKind::Config)
-        {
-            m_plugin.Ioctl(2, text.data(), static_cast<std::uint32_t>(text.size()));
-            return;
-        }
-        EXPECT_EQ(command.kind, host::ControlKind::Request) << line << ": " << text;
-        m_plugin.Write(kForeignSource, 4, text.data(), static_cast<std::int32_t>(text.size()));
     }
 
     void TakeDocuments()
@@ -104,7 +53,22 @@ private:
         m_host.Forget();
     }
 
-    std::chrono::nanoseconds m_switchedOn{0};
+    host::Picture m_picture;
+    std::vector<std::string> m_changes;
+
+private:
+    void Send(const std::string& line)
+    {
+        const host::ControlCommand command = host::ParseControl(host::SplitControlLine(line), m_picture);
+        const std::string& text = Lend(command.text);
+        if (command.kind == host::ControlKind::Config)
+        {
+            m_plugin.Ioctl(2, text.data(), static_cast<std::uint32_t>(text.size()));
+            return;
+        }
+        EXPECT_EQ(command.kind, host::ControlKind::Request) << line << ": " << text;
+        m_plugin.Write(kForeignSource, 4, text.data(), static_cast<std::int32_t>(text.size()));
+    }
 };
 
 const LifeCase kLsi{"lsi",
@@ -163,7 +127,9 @@ const LifeCase kAdaptec{"adaptec",
 
 TEST_P(RaidPlugin, LivesAWholeLife)
 {
-    Start(GetParam().preset);
+    SwitchOn(std::make_unique<sim::CAppliance>(GetParam().preset, std::nullopt));
+    Start();
+    TakeDocuments();
     for (int second = 0; second < 900 && !m_appliance->IsOver(); ++second)
     {
         Step();

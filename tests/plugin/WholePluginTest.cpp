@@ -49,15 +49,6 @@ protected:
             {.output = Report("nvme", "N1", R"("nvme_smart_health_information_log":{"temperature":60})")});
     }
 
-    void Start()
-    {
-        Load();
-        Run();
-        Settle(); // the loop runs, and what Run had queued for it is ahead of the next
-        Settle();
-        m_plugin.Open();
-    }
-
     // The SMART timer, then the housekeeping that tells what it has found.
     std::string StatusAfterAnHour(int temperature)
     {
@@ -80,6 +71,7 @@ protected:
 TEST_F(WholePlugin, StartsTellsEverythingOnceAndBeatsEverySecond)
 {
     Start();
+    m_plugin.Open();
     const std::vector<std::string> configuration = Documents(MessageCategory::ConfigDocument);
     ASSERT_GE(configuration.size(), 3U);
     EXPECT_THAT(configuration.front(),
@@ -124,6 +116,7 @@ TEST_F(WholePlugin, LoadedAgainItStartsAfresh)
     {
         m_host.Forget();
         Start();
+        m_plugin.Open();
         const std::vector<std::string> status = Documents(MessageCategory::StatusDocument);
         const std::size_t lines = m_host.LogTexts().size();
         CloseAndUnload();
