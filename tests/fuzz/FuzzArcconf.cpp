@@ -1,22 +1,10 @@
 // arcconf's output: every answer about a controller, SMART in XML, and what a command says.
 #include "raid/ArcconfConfig.h"
 #include "raid/ArcconfSmart.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
+#include "tests/fuzz/Fuzz.h"
 
 namespace
 {
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-
 // So that a text is read as listing and as status, whatever it begins with.
 constexpr const char* kBanner = "Controllers found: 1\nCommand completed successfully\n";
 constexpr const char* kDrives =
@@ -45,7 +33,7 @@ void CheckConfig(const ArcConfig& config)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text = Text(data, size);
     const std::string error = CheckArcconfResponse("config", {.exitCode = 2, .output = text});
     const ArcConfig raw =
         ParseControllerInfo({.exitCode = 2, .output = text}, {.output = text}, {.output = text});

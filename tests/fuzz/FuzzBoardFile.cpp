@@ -7,28 +7,17 @@
 #include "hwmon/BoardFile.h"
 #include "hwmon/Chips.h"
 #include "hwmon/PortIo.h"
+#include "tests/fuzz/Fuzz.h"
 
 #include <tinyxml.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 namespace
 {
 constexpr std::size_t kMaxSensorsPolled = 256;
 constexpr const char* kModel = "B1";
 constexpr const char* kVendor = "ACME";
-
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
 
 // Every read takes the next byte of the contents, over and over.
 class CBytesAsPorts final : public CPortIo

@@ -4,30 +4,16 @@
 #include "frame/HostMessage.h"
 #include "frame/Ipc.h"
 #include "frame/Xml.h"
-#include "manager/Corvane.h"
 #include "storage/SmartConfig.h"
-
-#include <unistd.h>
+#include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/FuzzManager.h"
+#include "tests/support/TempDir.h"
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
 
 namespace
 {
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-
 CCorvane* g_manager = nullptr;
 int g_configurations = 0;
 std::string g_saved; // last configuration document
@@ -47,68 +33,27 @@ std::int32_t Receive(const HostMessage* message, void* /*reserved*/)
     return 0;
 }
 
-// In memory where there is such a place, because each run saves with care. Removed at the end of the process.
-class CDirectory
+const CTempDir& Directory()
 {
-public:
-    CDirectory()
-    {
-        const std::filesystem::path memory = "/dev/shm";
-        const bool there = std::filesystem::is_directory(memory);
-        m_name =
-            ((there ? memory : std::filesystem::temp_directory_path()) / "corvanepi-fuzz-XXXXXX").string();
-        Require(mkdtemp(m_name.data()) != nullptr);
-    }
-    ~CDirectory()
-    {
-        std::error_code ignored; // a leftover directory does no harm
-        std::filesystem::remove_all(m_name, ignored);
-    }
-    CDirectory(const CDirectory&) = delete;
-    CDirectory& operator=(const CDirectory&) = delete;
-
-    [[nodiscard]] const std::string& Name() const { return m_name; }
-
-private:
-    std::string m_name;
-};
+    static const CTempDir directory;
+    return directory;
+}
 
 std::string File(const char* name)
 {
-    static const CDirectory directory;
-    return directory.Name() + "/" + name;
-}
-
-void WriteFile(const char* name, const std::string& text)
-{
-    std::FILE* file = std::fopen(File(name).c_str(), "wb");
-    Require(file != nullptr);
-    Require(std::fwrite(text.data(), 1, text.size(), file) == text.size());
-    Require(std::fclose(file) == 0);
-}
-
-Environment FuzzEnvironment()
-{
-    const auto missing = [] { return ToolVersion{.error = "not there"}; };
-    Environment environment = SystemEnvironment();
-    environment.paths = {.systemDescription = File("first.xml"),
-                         .systemDescriptionFallback = File("tqsysteminfo.xml"),
-                         .configuration = File("corvanepi.xml"),
-                         .boardFile = File("hwmconfig.xml"),
-                         .ipmiFile = File("corvanepi-ipmi.xml"),
-                         .bySlot = File("none/")};
-    environment.detectSuperIo = [] { return SuperIoInfo{}; };
-    environment.createSuperIo = [](const std::string&, const SuperIoInfo&) { return nullptr; };
-    environment.lsi = {.version = missing, .create = {}};
-    environment.adaptec = {.version = missing, .create = {}};
-    return environment;
+    return Directory().File(name);
 }
 
 // One life of a manager on the files as they are; its last configuration document.
 std::string StartAndSave()
 {
     g_configurations = 0;
-    CCorvane manager(FuzzEnvironment());
+    CCorvane manager(BareEnvironment({.systemDescription = File("first.xml"),
+                                      .systemDescriptionFallback = File("tqsysteminfo.xml"),
+                                      .configuration = File("corvanepi.xml"),
+                                      .boardFile = File("hwmconfig.xml"),
+                                      .ipmiFile = File("corvanepi-ipmi.xml"),
+                                      .bySlot = File("none/")}));
     g_manager = &manager;
     manager.Run();
     Require(g_configurations == 4);
@@ -139,12 +84,12 @@ void CheckBoardFile(const CXmlDocument& document)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     constexpr std::array<const char*, 3> kFiles = {"corvanepi.xml", "tqsysteminfo.xml", "hwmconfig.xml"};
-    std::string rest(reinterpret_cast<const char*>(data), size);
+    std::string rest = Text(data, size);
     for (const char* name : kFiles)
     {
-        const std::size_t end = std::min(rest.find('\0'), rest.size());
-        WriteFile(name, rest.substr(0, end));
-        rest.erase(0, end + 1);
+        const auto [text, after] = Cut(rest);
+        Directory().Write(name, text);
+        rest = after;
     }
     CXmlDocument document;
     if (document.LoadFile(File("tqsysteminfo.xml")))

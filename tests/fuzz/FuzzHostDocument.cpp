@@ -7,18 +7,15 @@
 #include "frame/HostMessage.h"
 #include "frame/Ipc.h"
 #include "frame/Xml.h"
-#include "manager/Corvane.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/FuzzManager.h"
 
 #include <sys/mman.h>
 #include <tinyxml.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 #include <vector>
 
 namespace
@@ -30,14 +27,6 @@ constexpr const char* kSaved =
 
 // More documents than this say nothing new.
 constexpr std::size_t kMaxDocuments = 16;
-
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
 
 CCorvane* g_manager = nullptr;
 std::size_t g_lent = 0;
@@ -85,23 +74,6 @@ std::string SavedConfiguration()
     return "/proc/self/fd/" + std::to_string(file);
 }
 
-Environment FuzzEnvironment()
-{
-    const auto missing = [] { return ToolVersion{.error = "not there"}; };
-    Environment environment = SystemEnvironment();
-    environment.paths = {.systemDescription = "",
-                         .systemDescriptionFallback = "",
-                         .configuration = SavedConfiguration(),
-                         .boardFile = "",
-                         .ipmiFile = "",
-                         .bySlot = "/proc/self/none/"};
-    environment.detectSuperIo = [] { return SuperIoInfo{}; };
-    environment.createSuperIo = [](const std::string&, const SuperIoInfo&) { return nullptr; };
-    environment.lsi = {.version = missing, .create = {}};
-    environment.adaptec = {.version = missing, .create = {}};
-    return environment;
-}
-
 std::vector<std::string> Documents(const std::uint8_t* data, std::size_t size)
 {
     std::vector<std::string> documents{""};
@@ -131,7 +103,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<std::string> buffers;
     g_lent = documents.size();
     g_released = 0;
-    CCorvane manager(FuzzEnvironment());
+    CCorvane manager(BareEnvironment({.systemDescription = "",
+                                      .systemDescriptionFallback = "",
+                                      .configuration = SavedConfiguration(),
+                                      .boardFile = "",
+                                      .ipmiFile = "",
+                                      .bySlot = "/proc/self/none/"}));
     g_manager = &manager;
     buffers.reserve(documents.size());
     for (const std::string& document : documents)

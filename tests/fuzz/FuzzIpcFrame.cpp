@@ -1,14 +1,11 @@
 // Sequences of frames from the host against open requests, compared with a model of each client.
 #include "frame/HostMessage.h"
 #include "frame/Ipc.h"
+#include "tests/fuzz/Fuzz.h"
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -17,14 +14,6 @@ using namespace tq::ipc;
 namespace
 {
 constexpr std::size_t kRequests = 3;
-
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
 
 struct Request
 {

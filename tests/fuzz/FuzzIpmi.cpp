@@ -1,24 +1,13 @@
 // The output of ipmitool.
 #include "hwmon/IpmiSensors.h"
+#include "tests/fuzz/Fuzz.h"
 
 #include <tinyxml.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 namespace
 {
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-
 // A reading gives back a line of the text, and its number is one.
 void CheckReadings(const IpmiReport& report, const std::string& text)
 {
@@ -77,11 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     {
         return 0;
     }
-    const std::string all(reinterpret_cast<const char*>(data + 1), size - 1);
-    const std::string separator("\n\0\n", 3);
-    const std::size_t cut = std::min(all.find(separator), all.size());
-    const std::string first = all.substr(0, cut);
-    const std::string second = all.substr(std::min(cut + separator.size(), all.size()));
+    const std::string all = Text(data + 1, size - 1);
+    const auto [first, second] = Cut(all, std::string_view("\n\0\n", 3));
 
     IpmiSensors sensors;
     const IpmiReport firstReport = ParseIpmiReport(data[0] % 2, first);

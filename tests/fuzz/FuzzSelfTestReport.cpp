@@ -2,24 +2,13 @@
 #include "frame/Xml.h"
 #include "storage/SelfTestRecord.h"
 #include "storage/SelfTestReport.h"
+#include "tests/fuzz/Fuzz.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 namespace
 {
 using namespace tq::corvanepi;
-
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
 
 SelfTestResult Expected(const SelfTestDiskReport& report, const SelfTestRecord& record)
 {
@@ -74,10 +63,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     {
         blank.ignoreRange = LbaRange{.first = 100, .last = (data[0] & 4) != 0 ? -1 : 1000};
     }
-    const std::string all(reinterpret_cast<const char*>(data + 1), size - 1);
-    const std::size_t cut = std::min(all.find('\0'), all.size());
+    const auto [first, second] = Cut(Text(data + 1, size - 1));
     std::map<std::string, SelfTestRecord> records;
-    Apply(all.substr(0, cut), blank, true, records);
-    Apply(all.substr(std::min(cut + 1, all.size())), blank, false, records);
+    Apply(first, blank, true, records);
+    Apply(second, blank, false, records);
     return 0;
 }

@@ -1,23 +1,12 @@
 // smartctl's output, after a good and after a bad exit.
 #include "storage/Json.h"
 #include "storage/Smartctl.h"
+#include "tests/fuzz/Fuzz.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 #include <vector>
 
 namespace
 {
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-
 // Every value can be reached by its name, and reading it as anything harms nothing.
 std::size_t Walk(CJsonValue value, std::size_t depth)
 {
@@ -45,7 +34,7 @@ std::size_t Walk(CJsonValue value, std::size_t depth)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text = Text(data, size);
     const CJsonDocument document(text);
     Require(Walk(document.Root(), 0) <= text.size() + 1);
 

@@ -1,22 +1,10 @@
 // storcli's output, after a good and after a bad exit.
 #include "raid/Storcli.h"
 #include "raid/StorcliAnswer.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
+#include "tests/fuzz/Fuzz.h"
 
 namespace
 {
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-
 void CheckDrives(const StorcliControllerInfo& info)
 {
     Require(info.error.empty() || info.drives.empty());
@@ -46,7 +34,7 @@ void CheckDisks(const StorcliDisks& list, const std::string& text)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text = Text(data, size);
     for (const int exitCode : {0, 2})
     {
         const std::string query = CheckStorcliResponse(exitCode, text, true).error;

@@ -1,25 +1,10 @@
 // The output of sysinfo.sh.
 #include "hwmon/SystemInfo.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
-namespace
-{
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-} // namespace
+#include "tests/fuzz/Fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text = Text(data, size);
     SystemInfo info;
     ParseSysInfo(info, text);
     for (const auto& [serial, slot] : info.driveSlots)

@@ -1,23 +1,12 @@
 // smartctl's and storcli's texts as the self-test tool reads them, and the report that it makes of them.
+#include "tests/fuzz/Fuzz.h"
 #include "tqselftest/ReportXml.h"
 #include "tqselftest/SmartctlJson.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 namespace
 {
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
-
 void CheckDrive(int exitCode, const std::string& text)
 {
     const tqselftest::DriveAnswer answer = tqselftest::ParseDrive(exitCode, text);
@@ -39,7 +28,7 @@ void CheckDrive(int exitCode, const std::string& text)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text = Text(data, size);
     CheckDrive(0, text);
     CheckDrive(4, text);
     Require(!tqselftest::ParseDrive(2, text).state);

@@ -1,27 +1,16 @@
 // Any text: the nesting limit says the same as TinyXML's own tree, and what was read survives printing.
 #include "frame/Xml.h"
+#include "tests/fuzz/Fuzz.h"
 
 #include <iconv.h>
 #include <tinyxml.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 #include <vector>
 
 namespace
 {
 // TinyXML alone, without a limit, recurses; texts with more "<" than this are not compared.
-constexpr std::size_t kMaxMarkups = 1000;
-
-void Require(bool condition)
-{
-    if (!condition)
-    {
-        std::abort();
-    }
-}
+constexpr std::ptrdiff_t kMaxMarkups = 1000;
 
 bool IsUtf8(const std::string& text)
 {
@@ -150,34 +139,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     {
         return 0;
     }
-    const std::string all(reinterpret_cast<const char*>(data + 1), size - 1);
-    const std::size_t first = all.find('\0');
-    std::string text = all.substr(0, first);
-    if (first != std::string::npos)
+    const auto [before, rest] = Cut(Text(data + 1, size - 1));
+    const auto [part, after] = Cut(rest);
+    std::string text = before;
+    for (int i = 0; i < data[0]; ++i)
     {
-        const std::size_t second = all.find('\0', first + 1);
-        const std::string part =
-            all.substr(first + 1, second == std::string::npos ? second : second - first - 1);
-        for (int i = 0; i < data[0]; ++i)
-        {
-            text += part;
-        }
-        if (second != std::string::npos)
-        {
-            text += all.substr(second + 1);
-        }
+        text += part;
     }
+    text += after;
 
     CXmlDocument document;
     const bool parsed = document.Parse(text);
     Require(parsed == !document.HasError());
-    text.resize(std::min(text.size(), text.find('\0')));
-    std::size_t markups = 0;
-    for (const char c : text)
-    {
-        markups += c == '<' ? 1 : 0;
-    }
-    if (markups <= kMaxMarkups)
+    text = Cut(text).first;
+    if (std::count(text.begin(), text.end(), '<') <= kMaxMarkups)
     {
         CompareWithTinyXml(document, text);
     }

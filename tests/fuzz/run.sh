@@ -7,6 +7,8 @@ seconds=${1:-10}
 build_dir=${2:-$source_dir/build/fuzz}
 finds=$build_dir/finds
 corpus=$build_dir/corpus
+# Files of the targets are kept in memory where there is such a place, because a manager saves with care.
+[ ! -d /dev/shm ] || export TMPDIR=${TMPDIR:-/dev/shm}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 
 ran=0
