@@ -2,7 +2,6 @@
 
 #include "host/Options.h"
 #include "host/Requests.h"
-#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -34,60 +33,49 @@ Picture Appliance()
     return picture;
 }
 
-struct RequestCase
+TEST(ControlRequest, BecomesADocument)
 {
-    const char* name;
-    const char* line;
-    ControlKind kind;
-    const char* text; // between <Storage ID="3604480" and </Storage>, or the whole
-};
-
-using ControlRequest = testing::TestWithParam<RequestCase>;
-
-TEST_P(ControlRequest, BecomesADocument)
-{
-    const ControlCommand command = ParseControl(SplitControlLine(GetParam().line), Appliance());
-    EXPECT_EQ(command.kind, GetParam().kind) << command.text;
-    std::string expected = GetParam().text;
-    if (expected.find("zDVR") == std::string::npos && command.kind != ControlKind::Status &&
-        command.kind != ControlKind::RequestFile)
+    using enum ControlKind;
+    struct Row
     {
-        const std::string delta = command.kind == ControlKind::Config ? " Delta=\"1\"" : "";
-        expected = "<?xml ?><zDVR" + delta + "><Storage ID=\"3604480\"" + expected + "</Storage></zDVR>";
+        const char* line;
+        ControlKind kind;
+        std::string storage; // between <Storage ID="3604480" and </Storage>
+    };
+    const std::string limits = R"("><Thresholds><Threshold Id="194" )";
+    for (const auto& [line, kind, storage] : std::vector<Row>{
+             {"refresh", Config, R"(><Refresh Controllers="all"/>)"},
+             {"threshold /dev/sda -5 50", Config,
+              R"(><Disk Name="/dev/sda)" + limits + R"(Min="-5" Max="50"/></Thresholds></Disk>)"},
+             {R"(threshold "a \"b\" <&>" 5 50)", Config,
+              R"(><Disk Name="a &quot;b&quot; &lt;&amp;&gt;)" + limits +
+                  R"(Min="5" Max="50"/></Thresholds></Disk>)"},
+             {"test long", Request, R"( SelfTest="1">)"},
+             {"test stop /dev/sda", Request, R"(><Disk Name="/dev/sda" SelfTest="2"></Disk>)"},
+             {"test report", Request, R"( SelfTest="3">)"},
+             {"prep /dev/sda", Request, R"(><Disk Name="/dev/sda" StartPrep="1"></Disk>)"},
+             {"prep DATA", Request, R"(><Volume Name="DATA" StartPrep="1"/>)"},
+             {"hotspare /dev/sda off", Config, R"(><Disk Name="/dev/sda" Hotspare="0"></Disk>)"},
+             {"set-schedule long sun,sat 23:59", Config,
+              R"(><SelfTestSchedule SelfTest="1" Days="65" Start="86340"/>)"},
+             {"set-schedule short 126 3600", Config,
+              R"(><SelfTestSchedule SelfTest="0" Days="126" Start="3600"/>)"},
+         })
+    {
+        const ControlCommand command = ParseControl(SplitControlLine(line), Appliance());
+        EXPECT_EQ(command.kind, kind) << line;
+        EXPECT_EQ(command.text, std::string("<?xml ?><zDVR") + (kind == Config ? R"( Delta="1")" : "") +
+                                    R"(><Storage ID="3604480")" + storage + "</Storage></zDVR>")
+            << line;
     }
-    EXPECT_EQ(command.text, expected);
+    const ControlCommand sensors = ParseControl({"sensors"}, {});
+    EXPECT_EQ(sensors.kind, Request);
+    EXPECT_EQ(sensors.text, R"(<?xml ?><zDVR><Sensors ID="3604480" Refresh="1"/></zDVR>)");
+    EXPECT_EQ(ParseControl({"status"}, {}).kind, Status);
+    const ControlCommand file = ParseControl({"raw-status", "/a/b"}, {});
+    EXPECT_EQ(file.kind, RequestFile);
+    EXPECT_EQ(file.text, "/a/b");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ControlRequest,
-    testing::Values(
-        RequestCase{"Refresh", "refresh", ControlKind::Config, R"(><Refresh Controllers="all"/>)"},
-        RequestCase{
-            "Threshold", "threshold /dev/sda -5 50", ControlKind::Config,
-            R"(><Disk Name="/dev/sda"><Thresholds><Threshold Id="194" Min="-5" Max="50"/></Thresholds></Disk>)"},
-        RequestCase{
-            "NameWithMarkup", R"(threshold "a \"b\" <&>" 5 50)", ControlKind::Config,
-            R"(><Disk Name="a &quot;b&quot; &lt;&amp;&gt;"><Thresholds><Threshold Id="194" Min="5" Max="50"/>)"
-            R"(</Thresholds></Disk>)"},
-        RequestCase{"TestOfAll", "test long", ControlKind::Request, R"( SelfTest="1">)"},
-        RequestCase{"TestOfOne", "test stop /dev/sda", ControlKind::Request,
-                    R"(><Disk Name="/dev/sda" SelfTest="2"></Disk>)"},
-        RequestCase{"ReportOfAll", "test report", ControlKind::Request, R"( SelfTest="3">)"},
-        RequestCase{"PrepOfADisk", "prep /dev/sda", ControlKind::Request,
-                    R"(><Disk Name="/dev/sda" StartPrep="1"></Disk>)"},
-        RequestCase{"PrepOfAVolume", "prep DATA", ControlKind::Request,
-                    R"(><Volume Name="DATA" StartPrep="1"/>)"},
-        RequestCase{"HotSpareOff", "hotspare /dev/sda off", ControlKind::Config,
-                    R"(><Disk Name="/dev/sda" Hotspare="0"></Disk>)"},
-        RequestCase{"ScheduleByNames", "set-schedule long sun,sat 23:59", ControlKind::Config,
-                    R"(><SelfTestSchedule SelfTest="1" Days="65" Start="86340"/>)"},
-        RequestCase{"ScheduleByNumbers", "set-schedule short 126 3600", ControlKind::Config,
-                    R"(><SelfTestSchedule SelfTest="0" Days="126" Start="3600"/>)"},
-        RequestCase{"Sensors", "sensors", ControlKind::Request,
-                    R"(<?xml ?><zDVR><Sensors ID="3604480" Refresh="1"/></zDVR>)"},
-        RequestCase{"Status", "status", ControlKind::Status, ""},
-        RequestCase{"File", "raw-status /a/b", ControlKind::RequestFile, "/a/b"}),
-    kByName);
 
 TEST(ControlLine, WhatIsWrongIsRefused)
 {

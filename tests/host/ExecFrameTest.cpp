@@ -1,7 +1,6 @@
 #include "host/ExecFrame.h"
 
 #include "host/TimeLimits.h"
-#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 
@@ -42,29 +41,22 @@ TEST(ExecFrame, FieldsComeBeforeTheWords)
     EXPECT_THAT(none->argv, ElementsAre("echo", "", "last")) << "an empty word is a word";
 }
 
-struct BadFrame
+TEST(ExecFrame, ABadOneIsRefusedWithAReason)
 {
-    const char* name;
-    std::string frame;
-};
-
-using ExecFrameBad = testing::TestWithParam<BadFrame>;
-
-TEST_P(ExecFrameBad, IsRefusedWithAReason)
-{
-    std::string error;
-    EXPECT_FALSE(ParseExecFrame(GetParam().frame, error));
-    EXPECT_FALSE(error.empty());
+    for (const std::string& frame : {
+             "123456789012345"s,
+             Frame(30, 6, 2, "echo"), // length and size differ
+             Frame(20, 5, 2, "echo"), // of another kind
+             Exec(0x0A, "echo"),      // a field without end
+             Exec(0x0A, "\0"s),       // no program
+             Exec(2, std::string(65536 - 15, 'x')),
+         })
+    {
+        std::string error;
+        EXPECT_FALSE(ParseExecFrame(frame, error)) << frame;
+        EXPECT_FALSE(error.empty()) << frame;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, ExecFrameBad,
-                         testing::Values(BadFrame{"Short", "123456789012345"},
-                                         BadFrame{"LengthAndSizeDiffer", Frame(30, 6, 2, "echo")},
-                                         BadFrame{"OtherKind", Frame(20, 5, 2, "echo")},
-                                         BadFrame{"FieldWithoutEnd", Exec(0x0A, "echo")},
-                                         BadFrame{"NoProgram", Exec(0x0A, "\0"s)},
-                                         BadFrame{"TooLong", Exec(2, std::string(65536 - 15, 'x'))}),
-                         kByName);
 
 TEST(ExecFrame, OutputIsSplitAtTheLongestFrame)
 {
@@ -79,33 +71,22 @@ TEST(ExecFrame, OutputIsSplitAtTheLongestFrame)
     EXPECT_EQ(frames.size(), 2U);
 }
 
-struct LimitCase
-{
-    const char* name;
-    std::vector<std::string> argv;
-    int seconds; // 0 is none
-};
-
-using TimeLimit = testing::TestWithParam<LimitCase>;
-
-TEST_P(TimeLimit, FollowsTheProgramAndItsCommand)
+TEST(TimeLimits, FollowTheProgramAndItsCommand)
 {
     CTimeLimits limits;
     ASSERT_TRUE(limits.Set("storcli=30"));
     ASSERT_TRUE(limits.Set("raidprep.sh=900"));
-    EXPECT_EQ(limits.LimitFor(GetParam().argv).value_or(std::chrono::seconds(0)).count(), GetParam().seconds);
+    using Row = std::pair<std::vector<std::string>, int>; // seconds, 0 is none
+    for (const auto& [argv, seconds] :
+         {Row{{"./smartctl", "-j", "--scan"}, 120}, Row{{"storcli", "/c0", "show", "all", "J"}, 30},
+          Row{{"storcli", "/c0", "add", "vd", "r5", "J"}, 0}, // creating is not a query
+          Row{{"storcli", "/c0/e1/s1", "add", "hotsparedrive", "J"}, 30},
+          Row{{"arcconf", "CREATE", "1", "LOGICALDRIVE"}, 0}, Row{{"scripts/driveprep.sh", "prep", "S1"}, 0},
+          Row{{"scripts/raidprep.sh"}, 900}})
+    {
+        EXPECT_EQ(limits.LimitFor(argv).value_or(std::chrono::seconds(0)).count(), seconds) << argv.back();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, TimeLimit,
-    testing::Values(LimitCase{"QueryByDefault", {"./smartctl", "-j", "--scan"}, 120},
-                    LimitCase{"SetForAProgram", {"storcli", "/c0", "show", "all", "J"}, 30},
-                    LimitCase{"CreateIsNotAQuery", {"storcli", "/c0", "add", "vd", "r5", "J"}, 0},
-                    LimitCase{"SpareIsAQuery", {"storcli", "/c0/e1/s1", "add", "hotsparedrive", "J"}, 30},
-                    LimitCase{"OtherCreate", {"arcconf", "CREATE", "1", "LOGICALDRIVE"}, 0},
-                    LimitCase{"PreparationRunsOn", {"scripts/driveprep.sh", "prep", "S1"}, 0},
-                    LimitCase{"PreparationSet", {"scripts/raidprep.sh"}, 900}),
-    kByName);
 
 TEST(TimeLimits, RefusesWhatIsNoLimit)
 {

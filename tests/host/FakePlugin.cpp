@@ -1,5 +1,5 @@
 // A small plug-in for the host's tests: the six exports with as little behind them as shows what the host
-// does with them. A document that says "twice", "never" or "unasked" makes it break the rules about buffers;
+// does with them. A document of "twice", "never" or "unasked" makes it break the rules about buffers;
 // everything else it obeys.
 
 #include "host/PluginAbi.h"
@@ -46,7 +46,8 @@ const char* Pointer(std::uint64_t data)
     return reinterpret_cast<const char*>(data); // NOLINT(performance-no-int-to-ptr)
 }
 
-std::int32_t Send(std::uint64_t category, std::uint64_t type, const void* data, std::size_t length)
+std::int32_t Send(std::uint64_t category, std::uint64_t type, const void* data = nullptr,
+                  std::size_t length = 0)
 {
     PluginMessage message;
     message.length = static_cast<std::uint32_t>(length);
@@ -64,7 +65,7 @@ void SendText(std::uint64_t category, const std::string& text)
 
 void Log(int level, const std::string& text)
 {
-    if (level < Send(kCategoryLog, kTypeLogQuery, nullptr, 0))
+    if (level < Send(kCategoryLog, kTypeLogQuery))
     {
         return;
     }
@@ -84,12 +85,12 @@ void Log(int level, const std::string& text)
 // need.
 void Scan()
 {
-    std::array<std::uint32_t, 4> header{0, kScanId, 6, 0x0A};
     const std::string payload("\0./smartctl\0-j\0--scan", 21);
-    std::string frame(16, '\0');
-    frame += payload;
-    header[0] = static_cast<std::uint32_t>(frame.size());
+    const std::array<std::uint32_t, 4> header{static_cast<std::uint32_t>(16 + payload.size()), kScanId, 6,
+                                              0x0A};
+    std::string frame(sizeof header, '\0');
     std::memcpy(frame.data(), header.data(), sizeof header);
+    frame += payload;
     std::unique_lock lock(g_plugin->mutex);
     if (Send(kCategoryProcess, 0, frame.data(), frame.size()) != 0)
     {
@@ -109,15 +110,10 @@ void BeatHeart()
         {
             if (!error && !g_plugin->stopped)
             {
-                Send(kCategoryHeartbeat, kTypeHeartbeat, nullptr, 0);
+                Send(kCategoryHeartbeat, kTypeHeartbeat);
                 BeatHeart();
             }
         });
-}
-
-void Release(const void* buffer)
-{
-    Send(kCategoryRelease, 0, buffer, 0);
 }
 
 // Keeps a buffer: the document comes back as a log line, and the buffer as the document says.
@@ -129,17 +125,14 @@ void Process(std::uint64_t data, std::uint32_t length)
                       {
                           const std::string text(buffer, length);
                           Log(50, "document " + text);
-                          if (text.find("never") == std::string::npos)
+                          const int times = text == "never" ? 0 : text == "twice" ? 2 : 1;
+                          for (int time = 0; time < times; ++time)
                           {
-                              Release(buffer);
+                              Send(kCategoryRelease, 0, buffer);
                           }
-                          if (text.find("twice") != std::string::npos)
+                          if (text == "unasked")
                           {
-                              Release(buffer);
-                          }
-                          if (text.find("unasked") != std::string::npos)
-                          {
-                              Release(&g_plugin);
+                              Send(kCategoryRelease, 0, &g_plugin);
                           }
                       });
 }
@@ -228,20 +221,18 @@ EXPORT std::int32_t Write(WriteRequest* request, WriteReply* reply)
 
 EXPORT std::int32_t IOCTL(IoctlRequest* request, IoctlReply* reply)
 {
-    switch (request->code)
+    if (request->code == kIoctlRun)
     {
-    case kIoctlRun:
         RunLoop();
-        break;
-    case kIoctlConfig:
+    }
+    else if (request->code == kIoctlConfig)
+    {
         reply->result = 1;
         Process(request->data, request->length);
-        break;
-    case kIoctlProcess:
+    }
+    else if (request->code == kIoctlProcess)
+    {
         TakeAnswer(*request);
-        break;
-    default:
-        break;
     }
     return 0;
 }

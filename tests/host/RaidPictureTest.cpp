@@ -3,11 +3,9 @@
 #include "host/PictureMerge.h"
 #include "host/PictureText.h"
 #include "host/Screen.h"
-#include "tests/support/CaseName.h"
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <map>
 
 namespace
@@ -16,40 +14,31 @@ using namespace host;
 using testing::Contains;
 using testing::HasSubstr;
 
-struct MessageCase
+TEST(VolumeMessage, IsStateAndTask)
 {
-    const char* name;
-    const char* message;
-    const char* state;
-    const char* task; // "" for none
-    int percent;
-};
-
-constexpr auto kMessages = std::to_array<MessageCase>({
-    {"Quiet", "Optl", "Optl", "", 0},
-    {"Busy", "Dgrd, busy (Rebuild 36% complete)", "Dgrd", "Rebuild", 36},
-    {"WordsInTheTask", "Optl, busy (Background Initialization 4% complete)", "Optl",
-     "Background Initialization", 4},
-    {"BeyondTheEnd", "Optl, busy (Check 120% complete)", "Optl", "Check", 100},
-    {"NoNumber", "Optl, busy (Check x% complete)", "Optl, busy (Check x% complete)", "", 0},
-    {"NoName", "Optl, busy (4% complete)", "Optl, busy (4% complete)", "", 0},
-    {"Error", "storcli error Failure", "storcli error Failure", "", 0},
-});
-
-using VolumeMessage = testing::TestWithParam<MessageCase>;
-
-TEST_P(VolumeMessage, IsStateAndTask)
-{
-    Picture picture;
-    picture.volumes.emplace_back();
-    picture.volumes.back().health.message = GetParam().message;
-    const RaidPicture raid = MakeRaidPicture(picture);
-    EXPECT_EQ(raid.volumes.at(0).state, GetParam().state);
-    EXPECT_EQ(raid.volumes[0].task ? raid.volumes[0].task->name : "", GetParam().task);
-    EXPECT_EQ(raid.volumes[0].task ? raid.volumes[0].task->percent : 0, GetParam().percent);
+    struct Row
+    {
+        const char* message;
+        const char* state;
+        const char* task = ""; // none
+        int percent = 0;
+    };
+    for (const Row& row :
+         {Row{"Optl", "Optl"}, Row{"Dgrd, busy (Rebuild 36% complete)", "Dgrd", "Rebuild", 36},
+          Row{"Optl, busy (Background Initialization 4% complete)", "Optl", "Background Initialization", 4},
+          Row{"Optl, busy (Check 120% complete)", "Optl", "Check", 100},
+          Row{"Optl, busy (Check x% complete)", "Optl, busy (Check x% complete)"},
+          Row{"Optl, busy (4% complete)", "Optl, busy (4% complete)"},
+          Row{"storcli error Failure", "storcli error Failure"}})
+    {
+        Picture picture;
+        picture.volumes.emplace_back().health.message = row.message;
+        const RaidVolume volume = MakeRaidPicture(picture).volumes.at(0);
+        EXPECT_EQ(volume.state, row.state);
+        EXPECT_EQ(volume.task ? volume.task->name : "", row.task) << row.message;
+        EXPECT_EQ(volume.task ? volume.task->percent : 0, row.percent) << row.message;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, VolumeMessage, testing::ValuesIn(kMessages), kByName);
 
 // Disks in every role behind a controller, and one on the board.
 Picture Recorder()

@@ -71,7 +71,7 @@ protected:
         host::simtime::Advance(1ms);
         m_plugin.Write(kOwnSource, 32, nullptr, 0);
         return WaitUntil(
-            [this](const CFakeHost::Record&)
+            [this](const auto&)
             { return Watchdog().isArmed && Watchdog().left == std::chrono::seconds(kTimeoutSec); });
     }
 
@@ -211,96 +211,59 @@ TEST_F(BoardPlugin, WithoutPingsTheBoardIsResetAndTheNextStartKnowsIt)
     EXPECT_TRUE(Ping());
 }
 
-// A minute of 100 ms steps, and some more while the end comes.
-constexpr auto kStep = 100ms;
-constexpr int kSteps = 600;
-constexpr int kStepsInAll = 620;
-constexpr int kMostStepsBehind = 30; // either loop
-
-// What a thread does once in every step of the clock that another thread moves.
-class CStepper
-{
-public:
-    CStepper(const std::atomic<int>& step, std::function<void()> work)
-        : m_thread(
-              [this, &step, work = std::move(work)]
-              {
-                  for (int at = 1; at <= kStepsInAll; ++at)
-                  {
-                      while (step < std::min(at, kSteps))
-                      {
-                          sched_yield();
-                      }
-                      work();
-                      m_done = at;
-                  }
-              })
-    {
-    }
-    ~CStepper() { m_thread.join(); }
-    CStepper(const CStepper&) = delete;
-    CStepper& operator=(const CStepper&) = delete;
-
-    void WaitFor(int step) const
-    {
-        while (m_done < step)
-        {
-            sched_yield();
-        }
-    }
-
-private:
-    std::atomic<int> m_done{0};
-    std::thread m_thread;
-};
-
-// Pings, polls and documents never stop, and the end comes in the middle of them.
+// Pings, polls and documents never stop, and the end comes in the middle of them: a minute of 100 ms steps,
+// and some more while the plug-in stops.
 TEST_F(BoardPlugin, PingsPollsDocumentsAndTheEndAtOnce)
 {
-    constexpr int kPingsPerStep = 10;
+    constexpr auto kStep = 100ms;
+    constexpr int kSteps = 600;
+    constexpr int kStepsAtTheEnd = 20;
+    constexpr int kMostStepsBehind = 30; // either loop
     m_host.SetLogThreshold(25);
     StartOn("w83627dhg");
     const std::string& refresh = Lend(R"(<zDVR><Sensors ID="3604480" Refresh="1"/></zDVR>)");
     const std::string& change =
         Lend(R"(<zDVR Delta="1"><Storage ID="3604480" RefreshIntervalSec="60"/></zDVR>)");
+    const auto ping = [this](int steps)
     {
-        std::atomic<int> step{0};
-        const CStepper pings(step,
-                             [this]
-                             {
-                                 for (int ping = 0; ping < kPingsPerStep; ++ping)
-                                 {
-                                     m_plugin.Write(kOwnSource, 32, nullptr, 0);
-                                 }
-                             });
-        const CStepper documents(
-            step,
-            [this, &refresh, &change]
-            {
-                m_plugin.Write(kForeignSource, 4, refresh.data(), static_cast<std::int32_t>(refresh.size()));
-                m_plugin.Ioctl(2, change.data(), static_cast<std::uint32_t>(change.size()));
-            });
-        while (step < kSteps)
+        for (int count = 0; count < 10 * steps; ++count)
         {
-            host::simtime::Advance(kStep);
-            ++step;
-            pings.WaitFor(step);
-            documents.WaitFor(step);
-            // Neither loop may fall so far behind that the board is reset.
-            const std::size_t processed = 2 * static_cast<std::size_t>(std::max(0, step - kMostStepsBehind));
-            EXPECT_TRUE(WaitUntil(
-                [this, processed](const CFakeHost::Record& told)
-                {
-                    const auto pingedAgo = std::chrono::seconds(kTimeoutSec) - Watchdog().left;
-                    return told.releases.size() >= processed && pingedAgo < kMostStepsBehind * kStep;
-                }));
+            m_plugin.Write(kOwnSource, 32, nullptr, 0);
         }
-        EXPECT_TRUE(Watchdog().isArmed);
-        EXPECT_EQ(Watchdog().resetCount, 0U);
-        Stop();
+    };
+    const auto tell = [this, &refresh, &change](int steps)
+    {
+        for (int count = 0; count < steps; ++count)
+        {
+            m_plugin.Write(kForeignSource, 4, refresh.data(), static_cast<std::int32_t>(refresh.size()));
+            m_plugin.Ioctl(2, change.data(), static_cast<std::uint32_t>(change.size()));
+        }
+    };
+    for (int step = 1; step <= kSteps; ++step)
+    {
+        host::simtime::Advance(kStep);
+        std::thread pings(ping, 1);
+        tell(1);
+        pings.join();
+        // Neither loop may fall so far behind that the board is reset.
+        const std::size_t processed = 2 * static_cast<std::size_t>(std::max(0, step - kMostStepsBehind));
+        EXPECT_TRUE(WaitUntil(
+            [&](const auto& told)
+            {
+                const auto pingedAgo = std::chrono::seconds(kTimeoutSec) - Watchdog().left;
+                return told.releases.size() >= processed && pingedAgo < kMostStepsBehind * kStep;
+            }));
     }
+    EXPECT_TRUE(Watchdog().isArmed);
+    EXPECT_EQ(Watchdog().resetCount, 0U);
+    std::thread pings(ping, kStepsAtTheEnd);
+    std::thread documents(tell, kStepsAtTheEnd);
+    m_plugin.Close();
+    pings.join();
+    documents.join();
+    Stop();
     EXPECT_FALSE(Watchdog().isArmed);
-    EXPECT_EQ(m_host.Told().releases.size(), 2U + 2U * kStepsInAll)
+    EXPECT_EQ(m_host.Told().releases.size(), 2U + 2U * (kSteps + kStepsAtTheEnd))
         << "every kept buffer once, with those of Settle";
 }
 } // namespace

@@ -112,7 +112,7 @@ TEST_P(WriteRules, DecideWhatIsKept)
               expected);
     if (GetParam().kept)
     {
-        EXPECT_TRUE(WaitUntil([](const CFakeHost::Record& told) { return !told.releases.empty(); }));
+        EXPECT_TRUE(WaitUntil([](const auto& told) { return !told.releases.empty(); }));
     }
     // A ping of our own, so that both loops have been at work.
     m_plugin.Write(kOwnSource, 32, nullptr, 0);
@@ -122,8 +122,8 @@ TEST_P(WriteRules, DecideWhatIsKept)
                              [title](const CFakeHost::LogLine& line) { return line.text == title; });
     };
     const int pings = GetParam().source == kOwnSource && GetParam().category == 32 ? 2 : 1;
-    EXPECT_TRUE(WaitUntil([&](const CFakeHost::Record& told)
-                          { return count(told, "CORVANEPI: Ping Watchdog") == pings; }));
+    EXPECT_TRUE(
+        WaitUntil([&](const auto& told) { return count(told, "CORVANEPI: Ping Watchdog") == pings; }));
     Settle();
     CloseAndUnload();
     const CFakeHost::Record told = m_host.Told();
@@ -146,8 +146,7 @@ TEST_F(Exports, OpenWaitsForRunOrClose)
                 m_plugin.Open();
                 opened = true;
             });
-        EXPECT_TRUE(
-            WaitUntil([](const CFakeHost::Record&) { return host::simtime::NextDeadline().has_value(); }));
+        EXPECT_TRUE(WaitUntil([](const auto&) { return host::simtime::NextDeadline().has_value(); }));
         EXPECT_FALSE(opened);
         if (run)
         {
@@ -194,7 +193,6 @@ TEST_F(Exports, AMissingBufferIsGivenBackLikeAnyOther)
     Load();
     Run();
     EXPECT_EQ(m_plugin.Write(kForeignSource, 4, nullptr, 0).Get<std::uint32_t>(28), 1U);
-    EXPECT_TRUE(WaitUntil([](const CFakeHost::Record& told)
-                          { return told.releases == std::vector<std::uint64_t>{0}; }));
+    EXPECT_TRUE(WaitUntil([](const auto& told) { return told.releases == std::vector<std::uint64_t>{0}; }));
 }
 } // namespace

@@ -95,7 +95,7 @@ void PluginRig::Settle()
     const std::string& empty = Lend("");
     m_plugin.Write(kForeignSource, 4, empty.data(), 0);
     const auto address = reinterpret_cast<std::uintptr_t>(empty.data());
-    EXPECT_TRUE(WaitUntil([address](const CFakeHost::Record& told)
+    EXPECT_TRUE(WaitUntil([address](const auto& told)
                           { return std::count(told.releases.begin(), told.releases.end(), address) != 0; }));
 }
 

@@ -56,11 +56,11 @@ protected:
         m_host.Forget();
         host::simtime::Advance(std::chrono::hours(1));
         EXPECT_TRUE(
-            WaitUntil([](const CFakeHost::Record& told)
+            WaitUntil([](const auto& told)
                       { return std::count(told.programs.begin(), told.programs.end(), kAtaReport) == 1; }));
         Settle();
         host::simtime::Advance(std::chrono::seconds(5));
-        EXPECT_TRUE(WaitUntil([](const CFakeHost::Record& told) { return !told.documents.empty(); }));
+        EXPECT_TRUE(WaitUntil([](const auto& told) { return !told.documents.empty(); }));
         Settle();
         const std::vector<std::string> status = Documents(MessageCategory::StatusDocument);
         EXPECT_EQ(status.size(), 1U);
@@ -91,9 +91,9 @@ TEST_F(WholePlugin, StartsTellsEverythingOnceAndBeatsEverySecond)
     {
         EXPECT_EQ(m_host.Told().heartbeats, beats - 1);
         host::simtime::Advance(std::chrono::seconds(1));
-        EXPECT_TRUE(WaitUntil([beats](const CFakeHost::Record& told) { return told.heartbeats == beats; }));
-        EXPECT_TRUE(WaitUntil([](const CFakeHost::Record&)
-                              { return host::simtime::NextDeadline() == std::chrono::seconds(1); }));
+        EXPECT_TRUE(WaitUntil([beats](const auto& told) { return told.heartbeats == beats; }));
+        EXPECT_TRUE(
+            WaitUntil([](const auto&) { return host::simtime::NextDeadline() == std::chrono::seconds(1); }));
     }
 }
 
@@ -145,7 +145,7 @@ TEST(PluginLibrary, CanBeUnmappedAndMappedAgain)
         LoadRecord record;
         plugin.Load(record);
         std::thread run([&plugin] { plugin.Ioctl(1, nullptr, 0); });
-        EXPECT_TRUE(host.WaitUntil([](const CFakeHost::Record& told) { return told.documents.size() >= 3; }));
+        EXPECT_TRUE(host.WaitUntil([](const auto& told) { return told.documents.size() >= 3; }));
         plugin.Close();
         run.join();
         plugin.Unload();

@@ -279,9 +279,11 @@ TEST(AppliancePlain, BuiltInScenarioShowsEveryTroubleAndEndsWell)
     const auto exitCode = [&appliance](const char* device, sim::SimTime now)
     { return Call(appliance, ReportCommand(device), now).waitStatus >> 8; };
     std::size_t requests = 0;
-    for (sim::SimTime now = 0s; now <= 190s; now += 1s)
+    sim::SimTime withheld{0};
+    for (sim::SimTime now = 0s; now <= 270s; now += 1s)
     {
         appliance.Advance(now);
+        withheld += appliance.ReturnsHeartbeats() ? 0s : 1s;
         // A scan now and then, as the plug-in makes one after each request.
         const auto asked = appliance.TakeRequests().size();
         requests += asked;
@@ -300,12 +302,16 @@ TEST(AppliancePlain, BuiltInScenarioShowsEveryTroubleAndEndsWell)
     EXPECT_THAT(troubles, ElementsAre("", "failing", "hang", "hot", "pulled", "worn"));
     EXPECT_EQ(brokenAnswers, 1);
     EXPECT_GE(requests, 10U);
-    EXPECT_EQ(ScannedDevices(appliance, 190s).size(), 8U);
+    EXPECT_EQ(ScannedDevices(appliance, 270s).size(), 8U);
     for (const char* device : {"/dev/sdc", "/dev/sdd", "/dev/sde", "/dev/nvme0"})
     {
-        EXPECT_EQ(exitCode(device, 190s), 0) << device;
+        EXPECT_EQ(exitCode(device, 270s), 0) << device;
     }
-    EXPECT_LT(Temperature(appliance, "/dev/sdc", 190s), 45);
+    EXPECT_LT(Temperature(appliance, "/dev/sdc", 270s), 45);
+    // The watchdog, whose time-out is 40 s, runs out once: the heartbeats are back before the next one.
+    EXPECT_TRUE(appliance.ReturnsHeartbeats());
+    EXPECT_GT(withheld, 40s);
+    EXPECT_LT(withheld, 80s);
 }
 
 TEST(AppliancePlain, SameScenarioGivesTheSameAnswers)

@@ -2,12 +2,10 @@
 // shown in ChipPluginTest.cpp.
 #include "sim/SimSuperIo.h"
 #include "sim/SuperIoChips.h"
-#include "tests/support/CaseName.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <memory>
 #include <utility>
@@ -104,42 +102,36 @@ private:
     }
 };
 
-// What opens a chip and what does not: the keys written and the ID then read.
-struct KeyCase
-{
-    const char* name;
-    const char* chip;
-    std::vector<int> keys;
-    int id;
-};
-
 constexpr int kClosed = 0xFFFF;
 
-const auto kKeys = std::to_array<KeyCase>({
-    {"Winbond", "w83627dhg", {0x87, 0x87}, 0xA023},
-    {"OneKeyIsNotEnough", "w83627dhg", {0x87}, kClosed},
-    {"AnotherByteBetween", "w83627dhg", {0x87, 0x01, 0x87}, kClosed},
-    {"Closed", "w83627dhg", {0x87, 0x87, 0xAA}, kClosed},
-    {"OpenedAgain", "w83627dhg", {0x87, 0x87, 0xAA, 0x87, 0x87}, 0xA023},
-    {"KeysOfTheOtherMaker", "w83627dhg", {0x87, 0x01, 0x55, 0x55}, kClosed},
-    {"Ite", "it8772e", {0x87, 0x01, 0x55, 0x55}, 0x8772},
-    {"IteAfterTheOtherKeys", "it8772e", {0x87, 0x87, 0xAA, 0x87, 0x01, 0x55, 0x55}, 0x8772},
-    {"IteKeysAfterAStrayOne", "it8772e", {0x87, 0x87, 0x01, 0x55, 0x55}, 0x8772},
-    {"IteClosed", "it8772e", {0x87, 0x01, 0x55, 0x55, 0x02, 0x02}, kClosed},
-    {"IteIgnoresWinbondKeys", "it8772e", {0x87, 0x87}, kClosed},
-});
-
-class ChipKeys : public ChipPorts, public testing::WithParamInterface<KeyCase>
+TEST_F(ChipPorts, KeysOpenItOrNot)
 {
-};
-
-TEST_P(ChipKeys, OpenOrNot)
-{
-    Fit(GetParam().chip);
-    Keys(GetParam().keys);
-    EXPECT_EQ(Id(), GetParam().id);
+    struct Row
+    {
+        const char* chip;
+        std::vector<int> keys;
+        int id; // read then
+    };
+    const std::vector<Row> rows{
+        {"w83627dhg", {0x87, 0x87}, 0xA023},
+        {"w83627dhg", {0x87}, kClosed},
+        {"w83627dhg", {0x87, 0x01, 0x87}, kClosed},
+        {"w83627dhg", {0x87, 0x87, 0xAA}, kClosed},
+        {"w83627dhg", {0x87, 0x87, 0xAA, 0x87, 0x87}, 0xA023},
+        {"w83627dhg", {0x87, 0x01, 0x55, 0x55}, kClosed}, // keys of the other maker
+        {"it8772e", {0x87, 0x01, 0x55, 0x55}, 0x8772},
+        {"it8772e", {0x87, 0x87, 0xAA, 0x87, 0x01, 0x55, 0x55}, 0x8772}, // after the other maker's
+        {"it8772e", {0x87, 0x87, 0x01, 0x55, 0x55}, 0x8772},             // after a stray one
+        {"it8772e", {0x87, 0x01, 0x55, 0x55, 0x02, 0x02}, kClosed},
+        {"it8772e", {0x87, 0x87}, kClosed},
+    };
+    for (const auto& [chip, keys, id] : rows)
+    {
+        Fit(chip);
+        Keys(keys);
+        EXPECT_EQ(Id(), id) << chip << testing::PrintToString(keys);
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Cases, ChipKeys, testing::ValuesIn(kKeys), kByName);
 
 TEST_F(ChipPorts, IteIsAlsoClosedByItsRegister)
 {
@@ -191,15 +183,6 @@ TEST_F(ChipPorts, MonitorAnswersWhenActiveUnlockedAndAtItsAddress)
     EXPECT_EQ(Monitor(0x480), 0xFF);
     SetConfig({{0x61, 0x90}, {0x30, 0x00}});
     EXPECT_EQ(Monitor(0x480), 0xFF);
-}
-
-TEST_F(ChipPorts, BanksAreSeparate)
-{
-    StartW83627();
-    SetMonitor(0x160, 0x11);
-    SetMonitor(0x260, 0x22);
-    EXPECT_EQ(Monitor(0x160), 0x11);
-    EXPECT_EQ(Monitor(0x260), 0x22);
 }
 
 TEST_F(ChipPorts, TemperatureAlarmEndsBelowTheHysteresis)

@@ -9,6 +9,7 @@
 #include <sstream>
 
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -50,38 +51,34 @@ struct VerbCase
 {
     const char* name;
     const char* scenario;
-    const char* sensor;
     const char* line;
 };
 
 constexpr auto kVerbCases = std::to_array<VerbCase>({
-    {"Value", "at 0s bmc \"CPU Temp\" value 88", "CPU Temp", "CPU Temp,88,degrees C,ok"},
-    {"BelowTheLimit", "at 0s bmc \"CPU Temp\" value 94", "CPU Temp", "CPU Temp,94,degrees C,ok"},
-    {"AtTheUpperLimit", "at 0s bmc \"CPU Temp\" value 95", "CPU Temp", "CPU Temp,95,degrees C,cr"},
-    {"Frost", "at 0s bmc \"Board Temp\" value -5", "Board Temp", "Board Temp,-5,degrees C,ok"},
-    {"AtTheLowerLimit", "at 0s bmc FAN_CPU value 500", "FAN_CPU", "FAN_CPU,500,RPM,cr"},
-    {"StandsStill", "at 0s bmc FAN_CPU value 0", "FAN_CPU", "FAN_CPU,0,RPM,cr"},
-    {"WholeVolts", "at 0s bmc 12V value 13", "12V", "12V,13,Volts,ok"},
-    {"CommaInName", "at 0s bmc \"Bay, upper\" value 40", "Bay, upper", "Bay, upper,40,degrees C,ok"},
-    {"State", "at 0s bmc FAN_CPU value 2900\nat 0s bmc FAN_CPU state nr", "FAN_CPU", "FAN_CPU,2900,RPM,nr"},
-    {"StateAgainstTheLimits", "at 0s bmc FAN_CPU value 0\nat 0s bmc FAN_CPU state ok", "FAN_CPU",
-     "FAN_CPU,0,RPM,ok"},
-    {"ValueEndsTheState", "at 0s bmc FAN_CPU state cr\nat 0s bmc FAN_CPU value 2000", "FAN_CPU",
-     "FAN_CPU,2000,RPM,ok"},
-    {"Off", "at 0s bmc FAN_CPU state cr\nat 0s bmc FAN_CPU off", "FAN_CPU", "FAN_CPU,,,ns"},
-    {"OnAgain", "at 0s bmc FAN_CPU value 10\nat 0s bmc FAN_CPU off\nat 0s bmc FAN_CPU on", "FAN_CPU",
+    {"Value", "at 0s bmc \"CPU Temp\" value 88", "CPU Temp,88,degrees C,ok"},
+    {"BelowTheLimit", "at 0s bmc \"CPU Temp\" value 94", "CPU Temp,94,degrees C,ok"},
+    {"AtTheUpperLimit", "at 0s bmc \"CPU Temp\" value 95", "CPU Temp,95,degrees C,cr"},
+    {"Frost", "at 0s bmc \"Board Temp\" value -5", "Board Temp,-5,degrees C,ok"},
+    {"AtTheLowerLimit", "at 0s bmc FAN_CPU value 500", "FAN_CPU,500,RPM,cr"},
+    {"StandsStill", "at 0s bmc FAN_CPU value 0", "FAN_CPU,0,RPM,cr"},
+    {"WholeVolts", "at 0s bmc 12V value 13", "12V,13,Volts,ok"},
+    {"CommaInName", "at 0s bmc \"Bay, upper\" value 40", "Bay, upper,40,degrees C,ok"},
+    {"State", "at 0s bmc FAN_CPU value 2900\nat 0s bmc FAN_CPU state nr", "FAN_CPU,2900,RPM,nr"},
+    {"StateAgainstTheLimits", "at 0s bmc FAN_CPU value 0\nat 0s bmc FAN_CPU state ok", "FAN_CPU,0,RPM,ok"},
+    {"ValueEndsTheState", "at 0s bmc FAN_CPU state cr\nat 0s bmc FAN_CPU value 2000", "FAN_CPU,2000,RPM,ok"},
+    {"Off", "at 0s bmc FAN_CPU state cr\nat 0s bmc FAN_CPU off", "FAN_CPU,,,ns"},
+    {"OnAgain", "at 0s bmc FAN_CPU value 10\nat 0s bmc FAN_CPU off\nat 0s bmc FAN_CPU on",
      "FAN_CPU,10,RPM,cr"},
-    {"DiscreteState", "at 0s bmc \"PSU1 Status\" state cr", "PSU1 Status", "PSU1 Status,01h,cr,10.1,"},
-    {"DiscreteOff", "at 0s bmc \"PSU1 Status\" off", "PSU1 Status", "PSU1 Status,,,ns"},
+    {"DiscreteState", "at 0s bmc \"PSU1 Status\" state cr", "PSU1 Status,01h,cr,10.1,"},
+    {"DiscreteOff", "at 0s bmc \"PSU1 Status\" off", "PSU1 Status,,,ns"},
 });
 
 using BmcVerbs = testing::TestWithParam<VerbCase>;
-
 } // namespace
 
 TEST_P(BmcVerbs, ChangeTheLine)
 {
-    EXPECT_EQ(LineOf(*PlayIpmi(GetParam().scenario), GetParam().sensor), GetParam().line);
+    EXPECT_THAT(Lines(*PlayIpmi(GetParam().scenario)), Contains(GetParam().line));
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, BmcVerbs, testing::ValuesIn(kVerbCases), kByName);
@@ -93,10 +90,8 @@ TEST(Bmc, TheWholeRepositoryInOrder)
     const std::vector<std::string> lines = Lines(*appliance);
     ASSERT_EQ(lines.size(), 12U);
     EXPECT_THAT(lines[0], testing::MatchesRegex("CPU Temp,4[345],degrees C,ok"));
-    EXPECT_EQ(LineOf(*appliance, "12V"), "12V,12.096,Volts,ok");
-    EXPECT_EQ(LineOf(*appliance, "5VSB"), "5VSB,5,Volts,ok");
-    EXPECT_EQ(LineOf(*appliance, "Lid Switch"), "Lid Switch,00h,ok,23.1,");
-    EXPECT_EQ(LineOf(*appliance, "FAN_REAR2"), "FAN_REAR2,,,ns");
+    EXPECT_THAT(lines, testing::IsSupersetOf({"12V,12.096,Volts,ok", "5VSB,5,Volts,ok",
+                                              "Lid Switch,00h,ok,23.1,", "FAN_REAR2,,,ns"}));
     EXPECT_THAT(lines.back(), testing::MatchesRegex("FAN_REAR1,4[234]00,RPM,ok"));
     const auto run = Call(*appliance, kCommand);
     EXPECT_EQ(run.duration, 12 * 60ms);
@@ -123,7 +118,7 @@ TEST(Bmc, WhenItIsGoneTheToolFailsUntilItIsBack)
     EXPECT_EQ(run.standardOutput, "");
     EXPECT_THAT(run.standardError, StartsWith("Could not open device"));
     appliance->Advance(2s);
-    EXPECT_EQ(LineOf(*appliance, "FAN_CPU", 2s), "FAN_CPU,0,RPM,cr");
+    EXPECT_THAT(Lines(*appliance, 2s), Contains("FAN_CPU,0,RPM,cr"));
 }
 
 TEST(Bmc, OtherCommandsAreRefused)
