@@ -110,19 +110,15 @@ TEST(ControlLine, WhatIsWrongIsRefused)
 
 TEST(ControlLine, AScheduleMayStartMinutesFromNow)
 {
-    struct Row
-    {
-        const char* line;
-        const char* start;
-    };
-    for (const Row& row :
+    using Row = std::pair<const char*, const char*>;
+    for (const auto& [line, start] :
          {Row{"set-schedule short daily +2", "80"}, Row{"set-schedule long sun +0", "86360"},
           Row{"set-schedule short daily 7", "7"}, Row{"set-schedule short daily +1440", "+1440"},
           Row{"set-schedule short daily +x", "+x"}})
     {
-        auto words = SplitControlLine(row.line);
+        auto words = SplitControlLine(line);
         ResolveStart(words, 24 * 3600 - 40);
-        EXPECT_EQ(words.back(), row.start) << row.line;
+        EXPECT_EQ(words.back(), start) << line;
     }
     std::vector<std::string> other{"threshold", "a", "b", "+2"};
     ResolveStart(other, 0);

@@ -1,11 +1,16 @@
 #include "host/HostCore.h"
 
+#include "host/LineView.h"
+#include "host/Session.h"
 #include "host/SimLauncher.h"
 #include "host/SimTime.h"
 #include "host/StartCheck.h"
 #include "tests/host/WaitUntil.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <sstream>
 
 namespace
 {
@@ -17,26 +22,20 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// The fake plug-in's whole life on a clock moved by the test.
-class HostCore : public testing::Test
+// The parts of a host around the fake plug-in.
+class FakePluginHost : public testing::Test
 {
 protected:
-    HostCore()
+    FakePluginHost()
     {
-        simtime::UseManual(1'000'000'000s);
         std::string error;
         m_plugin = CPlugin::Open(FAKE_PLUGIN, error);
         EXPECT_TRUE(m_plugin) << error;
     }
+    ~FakePluginHost() override { simtime::UsePassThrough(); }
 
-    ~HostCore() override
-    {
-        m_launcher->Stop();
-        m_core.reset();
-        simtime::UsePassThrough();
-    }
-
-    void Start(int threshold = 0, std::chrono::milliseconds scanTime = 100ms)
+    // A core with the plug-in loaded, whose scan takes that long.
+    void MakeCore(int threshold, std::chrono::milliseconds scanTime)
     {
         m_core =
             std::make_unique<CHostCore>(*m_plugin, m_events, threshold, [this] { return m_returns.load(); });
@@ -53,6 +52,29 @@ protected:
         m_core->SetLauncher(*m_launcher);
         std::string error;
         ASSERT_TRUE(m_core->Load(error)) << error;
+    }
+
+    CEventQueue m_events;
+    std::atomic<bool> m_returns{true};
+    std::unique_ptr<CPlugin> m_plugin;
+    std::unique_ptr<CHostCore> m_core;
+    std::unique_ptr<CLauncher> m_launcher;
+};
+
+// The fake plug-in's whole life on a clock moved by the test.
+class HostCore : public FakePluginHost
+{
+protected:
+    HostCore() { simtime::UseManual(1'000'000'000s); }
+    ~HostCore() override
+    {
+        m_launcher->Stop();
+        m_core.reset();
+    }
+
+    void Start(int threshold = 0, std::chrono::milliseconds scanTime = 100ms)
+    {
+        MakeCore(threshold, scanTime);
         m_core->Start();
     }
 
@@ -86,12 +108,7 @@ protected:
         return stopped;
     }
 
-    CEventQueue m_events;
     std::map<EventKind, std::vector<std::string>> m_texts;
-    std::atomic<bool> m_returns{true};
-    std::unique_ptr<CPlugin> m_plugin;
-    std::unique_ptr<CHostCore> m_core;
-    std::unique_ptr<CLauncher> m_launcher;
 };
 
 TEST_F(HostCore, TakesAPluginThroughItsLife)
@@ -210,5 +227,72 @@ TEST(StartCheck, WantsEveryScannedDiskThatThePluginDoesNotIgnore)
     picture.settings.sensorStatus = 3;
     EXPECT_THAT(check.Missing(picture), IsEmpty());
     EXPECT_THAT(check.Missing({}), Contains("the module document"));
+}
+
+// A host around the fake plug-in, at a hundred times the speed.
+class Session : public FakePluginHost
+{
+protected:
+    Session()
+    {
+        simtime::UseScaled(100);
+        m_options.once = true;
+        std::string error;
+        m_control = CControlServer::Listen("./session" + std::to_string(getpid()) + ".sock", error);
+        EXPECT_TRUE(m_control) << error;
+    }
+
+    SessionEnd Live(CSession& session)
+    {
+        MakeCore(0, 0ms);
+        const SessionEnd end = session.Run(*m_core);
+        m_launcher.reset();
+        m_core.reset();
+        return end;
+    }
+
+    HostOptions m_options;
+    CPortTrace m_trace;
+    std::ostringstream m_out;
+    CLineView m_view{m_out};
+    std::unique_ptr<CControlServer> m_control;
+};
+
+TEST_F(Session, AResetTakesThePluginDownAndTheNextLifeCompletesThePicture)
+{
+    const CFd noSignals;
+    CSession session({m_options, m_events, m_view, *m_control, nullptr, m_trace, noSignals.Get(), {}});
+    m_events.Push(EventKind::Reset);
+    EXPECT_EQ(Live(session), SessionEnd::Reset);
+    EXPECT_THAT(m_out.str(), HasSubstr("error   host: the hardware watchdog has reset the appliance"));
+    EXPECT_EQ(Live(session), SessionEnd::Over);
+    EXPECT_THAT(session.Failures(), IsEmpty()) << "neither the reset nor the end it brings is a fault";
+    EXPECT_THAT(m_out.str(), HasSubstr("  -  /dev/sda                  -  Healthy\n"));
+}
+
+TEST_F(Session, WarnsOnceWhenThePingsStopAndTellsThatTheyAreBack)
+{
+    m_options.once = false;
+    int looks = 0;
+    const auto watchdog = [this, &looks]
+    {
+        ++looks;
+        if (looks == 6)
+        {
+            m_events.Push(EventKind::Request, "quit");
+        }
+        const bool late = looks > 1 && looks < 4;
+        return std::optional(sim::WatchdogView{true, 40, std::chrono::seconds(late ? 20 - looks : 39), 0});
+    };
+    const CFd noSignals;
+    CSession session({m_options, m_events, m_view, *m_control, nullptr, m_trace, noSignals.Get(), watchdog});
+    EXPECT_EQ(Live(session), SessionEnd::Over);
+    const std::string out = m_out.str();
+    const std::string warning =
+        "the watchdog is no longer pinged: watchdog 40 s: pinged 22 s ago, 18 s left\n";
+    const std::size_t warned = out.find(warning);
+    ASSERT_NE(warned, std::string::npos);
+    EXPECT_EQ(out.find("no longer pinged", warned + warning.size()), std::string::npos);
+    EXPECT_NE(out.find("the watchdog is pinged again\n", warned), std::string::npos);
 }
 } // namespace

@@ -191,9 +191,7 @@ TEST_P(ChipPlugin, FindsWatchesAndGuardsTheBoard)
 
 INSTANTIATE_TEST_SUITE_P(Chips, ChipPlugin, testing::ValuesIn(kChips), kByName);
 
-class BoardPlugin : public BoardRig
-{
-};
+using BoardPlugin = BoardRig;
 
 TEST_F(BoardPlugin, WithoutPingsTheBoardIsResetAndTheNextStartKnowsIt)
 {

@@ -1,11 +1,11 @@
 // The appliance with an Adaptec controller: the forms of arcconf's answers and what its commands change.
 #include "SimTestSupport.h"
-#include "tests/support/CaseName.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml.h>
 
 #include <array>
+#include <tuple>
 
 using namespace std::chrono_literals;
 using nlohmann::json;
@@ -57,15 +57,8 @@ std::unique_ptr<sim::CAppliance> PlayWithVolume(const std::string& scenario)
     return appliance;
 }
 
-struct ListCase
-{
-    const char* name;
-    const char* scenario; // after 200 s
-    const char* command;
-    const char* line; // at 250 s
-};
-
-constexpr auto kListCases = std::to_array<ListCase>({
+// Name, scenario after 200 s, command, and a part of its answer at 250 s.
+constexpr auto kListCases = std::to_array<std::tuple<const char*, const char*, const char*, const char*>>({
     {"Free", "at 200s disk 0:13 plug", "LIST 1",
      "\n   Physical 0,13             : Ready (SATA, HDD, 11444224MB, Connector:CN0, Slot:5) M12-60B044\n"},
     {"Volume", "", "LIST 1",
@@ -84,16 +77,8 @@ constexpr auto kListCases = std::to_array<ListCase>({
      "   Priority                       : High\n   Percentage complete            : 50\n"},
 });
 
-using ArcconfText = testing::TestWithParam<ListCase>;
-
-struct RefusedCase
-{
-    const char* name;
-    const char* command;
-    const char* reason;
-};
-
-constexpr auto kRefusedCases = std::to_array<RefusedCase>({
+// Name, command, and a part of the reason.
+constexpr auto kRefusedCases = std::to_array<std::tuple<const char*, const char*, const char*>>({
     {"TooFewDrives", "CREATE 1 LOGICALDRIVE MAX 6 0 12 NOPROMPT", "incorrect number"},
     {"HalfADrive", "CREATE 1 LOGICALDRIVE MAX 6 0 12 0 NOPROMPT", "Invalid command line."},
     {"WouldAsk", "CREATE 1 LOGICALDRIVE MAX 1 0 12 0 13", "Nobody"},
@@ -104,34 +89,36 @@ constexpr auto kRefusedCases = std::to_array<RefusedCase>({
     {"OtherController", "GETSTATUS 2", "Invalid controller number."},
     {"Unknown", "FROBNICATE 1", "Invalid command line."},
 });
-
-using ArcconfRefuses = testing::TestWithParam<RefusedCase>;
 } // namespace
 
-TEST_P(ArcconfText, ShowsTheState)
+TEST(ArcconfText, ShowsTheState)
 {
-    auto appliance = PlayWithVolume(GetParam().scenario);
-    appliance->Advance(250s);
-    const std::string text = Text(*appliance, GetParam().command, 250s);
-    EXPECT_THAT(text, StartsWith("Controllers found: 1\n"));
-    EXPECT_THAT(text, HasSubstr(GetParam().line));
-    EXPECT_THAT(text, HasSubstr("\nCommand completed successfully.\n"));
+    for (const auto& [name, scenario, command, line] : kListCases)
+    {
+        SCOPED_TRACE(name);
+        auto appliance = PlayWithVolume(scenario);
+        appliance->Advance(250s);
+        const std::string text = Text(*appliance, command, 250s);
+        EXPECT_THAT(text, StartsWith("Controllers found: 1\n"));
+        EXPECT_THAT(text, HasSubstr(line));
+        EXPECT_THAT(text, HasSubstr("\nCommand completed successfully.\n"));
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ArcconfText, testing::ValuesIn(kListCases), kByName);
-
-TEST_P(ArcconfRefuses, WithoutTheWordsOfSuccess)
+TEST(ArcconfRefuses, WithoutTheWordsOfSuccess)
 {
-    auto appliance = Play("", 0s, "adaptec");
-    EXPECT_EQ(Arcconf(*appliance, kCreate).waitStatus, 0);
-    const auto run = Arcconf(*appliance, GetParam().command);
-    EXPECT_THAT(run.standardOutput, StartsWith("Controllers found: 1\n"));
-    EXPECT_THAT(run.standardOutput, HasSubstr(GetParam().reason));
-    EXPECT_THAT(run.standardOutput, HasSubstr("\nCommand aborted.\n"));
-    EXPECT_NE(run.waitStatus, 0);
+    for (const auto& [name, command, reason] : kRefusedCases)
+    {
+        SCOPED_TRACE(name);
+        auto appliance = Play("", 0s, "adaptec");
+        EXPECT_EQ(Arcconf(*appliance, kCreate).waitStatus, 0);
+        const auto run = Arcconf(*appliance, command);
+        EXPECT_THAT(run.standardOutput, StartsWith("Controllers found: 1\n"));
+        EXPECT_THAT(run.standardOutput, HasSubstr(reason));
+        EXPECT_THAT(run.standardOutput, HasSubstr("\nCommand aborted.\n"));
+        EXPECT_NE(run.waitStatus, 0);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, ArcconfRefuses, testing::ValuesIn(kRefusedCases), kByName);
 
 TEST(Arcconf, ConfigurationFollowsTheModel)
 {

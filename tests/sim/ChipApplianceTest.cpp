@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <tuple>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -102,12 +103,7 @@ std::unique_ptr<sim::CAppliance> PlayChip(const std::string& text, sim::SimTime 
 
 TEST(ApplianceChips, LinesReachTheRegisters)
 {
-    struct Row
-    {
-        const char* line;
-        int reg;   // of bank 0
-        int value; // 10 s after the line's time
-    };
+    using Row = std::tuple<const char*, int, int>; // register of bank 0, value 10 s after the line's time
     for (const auto& [line, reg, value] : {
              Row{"chip voltage 2 value 804", 0x21, 101},
              Row{"chip voltage 2 value 5000", 0x21, 255}, // beyond the converter

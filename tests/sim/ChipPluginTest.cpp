@@ -18,6 +18,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 
 namespace
 {
@@ -286,51 +287,41 @@ INSTANTIATE_TEST_SUITE_P(Chips, ChipPlugin, testing::ValuesIn(kChips),
                          });
 
 // Of the documentation's board file: all readings within limits, and whether it allows the watchdog.
-struct BoardCase
+TEST(ExampleBoards, AreInGoodOrder)
 {
-    const char* chip;
-    const char* model;
-    std::size_t sensors;
-    bool hasWatchdog;
-};
-
-using ExampleBoard = testing::TestWithParam<BoardCase>;
-
-TEST_P(ExampleBoard, IsInGoodOrder)
-{
-    const CFakeHost host;
-    CManualClock clock;
-    sim::CSimSuperIo model(*sim::FindChip(GetParam().chip));
-    CSimPortIo ports(model, clock);
-    CXmlDocument boardFile;
-    ASSERT_TRUE(boardFile.Parse(sim::kExampleBoardFile));
-    const auto chip = CreateSuperIo("Tarnwerk", DetectSuperIo(ports), ports, clock);
-    ASSERT_NE(chip, nullptr);
-    chip->SetMotherboard("Tarnwerk", GetParam().model);
-    ASSERT_TRUE(chip->InitHwMonitoring(boardFile));
-    chip->PollSensors();
-    CXmlDocument document;
-    TiXmlElement& root = AddChild(StartDocument(document), "S");
-    EXPECT_TRUE(chip->AddSensorElements(root, false));
-    std::size_t sensors = 0;
-    for (const auto* element = root.FirstChildElement(); element != nullptr;
-         element = element->NextSiblingElement())
+    using Row = std::tuple<const char*, const char*, std::size_t, bool>;
+    for (const auto& [name, board, sensors, hasWatchdog] : {
+             Row{"nct6791", "TB-470M", 10, true}, // one socket is empty
+             Row{"it8728", "tb-315 rev B", 10, true},
+             Row{"w83627dhg", "TS-220R", 8, false},
+         })
     {
-        ++sensors;
-        EXPECT_STREQ(element->Attribute("Alarm"), "0") << element->Attribute("Label");
+        SCOPED_TRACE(name);
+        const CFakeHost host;
+        CManualClock clock;
+        sim::CSimSuperIo model(*sim::FindChip(name));
+        CSimPortIo ports(model, clock);
+        CXmlDocument boardFile;
+        ASSERT_TRUE(boardFile.Parse(sim::kExampleBoardFile));
+        const auto chip = CreateSuperIo("Tarnwerk", DetectSuperIo(ports), ports, clock);
+        ASSERT_NE(chip, nullptr);
+        chip->SetMotherboard("Tarnwerk", board);
+        ASSERT_TRUE(chip->InitHwMonitoring(boardFile));
+        chip->PollSensors();
+        CXmlDocument document;
+        TiXmlElement& root = AddChild(StartDocument(document), "S");
+        EXPECT_TRUE(chip->AddSensorElements(root, false));
+        std::size_t count = 0;
+        for (const auto* element = root.FirstChildElement(); element != nullptr;
+             element = element->NextSiblingElement(), ++count)
+        {
+            EXPECT_STREQ(element->Attribute("Alarm"), "0") << element->Attribute("Label");
+        }
+        EXPECT_EQ(count, sensors);
+        EXPECT_EQ(chip->StartWatchdog(40, boardFile), hasWatchdog);
+        EXPECT_EQ(model.Watchdog(ports.Now()).isArmed, hasWatchdog);
     }
-    EXPECT_EQ(sensors, GetParam().sensors);
-    EXPECT_EQ(chip->StartWatchdog(40, boardFile), GetParam().hasWatchdog);
-    EXPECT_EQ(model.Watchdog(ports.Now()).isArmed, GetParam().hasWatchdog);
 }
-
-constexpr auto kBoards = std::to_array<BoardCase>({
-    {"nct6791", "TB-470M", 10, true}, // one socket is empty
-    {"it8728", "tb-315 rev B", 10, true},
-    {"w83627dhg", "TS-220R", 8, false},
-});
-INSTANTIATE_TEST_SUITE_P(Boards, ExampleBoard, testing::ValuesIn(kBoards),
-                         [](const auto& test) { return std::string(test.param.chip); });
 
 TEST(ChipList, HoldsEveryChipOfThePlugin)
 {

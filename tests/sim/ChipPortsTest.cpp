@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -106,12 +107,7 @@ constexpr int kClosed = 0xFFFF;
 
 TEST_F(ChipPorts, KeysOpenItOrNot)
 {
-    struct Row
-    {
-        const char* chip;
-        std::vector<int> keys;
-        int id; // read then
-    };
+    using Row = std::tuple<const char*, std::vector<int>, int>; // ID read then
     const std::vector<Row> rows{
         {"w83627dhg", {0x87, 0x87}, 0xA023},
         {"w83627dhg", {0x87}, kClosed},

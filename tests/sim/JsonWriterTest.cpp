@@ -5,11 +5,7 @@
 
 TEST(JsonQuoting, GivesThisTextAndValidJson)
 {
-    struct Row
-    {
-        std::string_view text;
-        std::string_view quoted;
-    };
+    using Row = std::pair<std::string_view, std::string_view>;
     for (const auto& [text, expected] : {
              Row{"a\"b\\c", R"("a\"b\\c")"}, Row{"\x01\n\x1F", R"("\u0001\u000a\u001f")"},
              Row{"\x7F", "\"\x7F\""}, // no control character in JSON

@@ -83,11 +83,7 @@ sim::Scenario ParseGood(const std::string& text)
 
 TEST(ScenarioDuration, IsUnitsFromHoursToMilliseconds)
 {
-    struct Row
-    {
-        const char* text;
-        std::optional<std::chrono::milliseconds> length;
-    };
+    using Row = std::pair<const char*, std::optional<std::chrono::milliseconds>>;
     for (const auto& [text, length] : {
              Row{"90s", 90s},
              Row{"1m30s", 90s},

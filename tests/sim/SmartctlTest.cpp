@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <tuple>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -11,15 +12,8 @@ using testing::HasSubstr;
 
 namespace
 {
-struct CommandCase
-{
-    const char* name;
-    const char* command;
-    int exitStatus;
-    const char* message; // part of the first one; empty: there must be none
-};
-
-constexpr auto kCommandCases = std::to_array<CommandCase>({
+// Name, command, exit status, and a part of the first message; empty: there must be none.
+constexpr auto kCommandCases = std::to_array<std::tuple<const char*, const char*, int, const char*>>({
     {"Version", "./smartctl -jV", 0, ""},
     {"Scan", "./smartctl -j --scan", 0, ""},
     {"OptionsAfterTheDevice", "./smartctl /dev/sdb -a -T permissive --json", 0, ""},
@@ -42,8 +36,6 @@ constexpr auto kCommandCases = std::to_array<CommandCase>({
     {"NoController", "./smartctl -j -d sat+megaraid,8 -a /dev/bus/0", 2,
      "/dev/bus/0 [megaraid_disk_08] [SAT] failed"},
 });
-
-using SmartctlCommand = testing::TestWithParam<CommandCase>;
 
 struct StatusCase
 {
@@ -74,28 +66,30 @@ constexpr auto kStatusCases = std::to_array<StatusCase>({
 using SmartctlStatus = testing::TestWithParam<StatusCase>;
 } // namespace
 
-TEST_P(SmartctlCommand, EndsAsTheRealOne)
+TEST(SmartctlCommand, EndsAsTheRealOne)
 {
-    const auto appliance = Play("");
-    const auto run = Call(*appliance, GetParam().command);
-    const auto json = Json(run);
-    ASSERT_TRUE(json.is_object()) << run.standardOutput;
-    EXPECT_EQ(run.waitStatus, GetParam().exitStatus << 8);
-    const auto& self = json.at("smartctl");
-    EXPECT_EQ(self.at("exit_status"), GetParam().exitStatus);
-    EXPECT_EQ(self.at("argv"), Split(GetParam().command));
-    if (std::string_view(GetParam().message).empty())
+    for (const auto& [name, command, exitStatus, message] : kCommandCases)
     {
-        EXPECT_FALSE(self.contains("messages"));
-    }
-    else
-    {
-        EXPECT_THAT(self.at("messages").at(0).at("string").get<std::string>(), HasSubstr(GetParam().message));
-        EXPECT_FALSE(json.contains("model_name"));
+        SCOPED_TRACE(name);
+        const auto appliance = Play("");
+        const auto run = Call(*appliance, command);
+        const auto json = Json(run);
+        ASSERT_TRUE(json.is_object()) << run.standardOutput;
+        EXPECT_EQ(run.waitStatus, exitStatus << 8);
+        const auto& self = json.at("smartctl");
+        EXPECT_EQ(self.at("exit_status"), exitStatus);
+        EXPECT_EQ(self.at("argv"), Split(command));
+        if (std::string_view(message).empty())
+        {
+            EXPECT_FALSE(self.contains("messages"));
+        }
+        else
+        {
+            EXPECT_THAT(self.at("messages").at(0).at("string").get<std::string>(), HasSubstr(message));
+            EXPECT_FALSE(json.contains("model_name"));
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, SmartctlCommand, testing::ValuesIn(kCommandCases), kByName);
 
 TEST_P(SmartctlStatus, FollowsTheDisk)
 {
