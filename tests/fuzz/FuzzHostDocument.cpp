@@ -103,12 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<std::string> buffers;
     g_lent = documents.size();
     g_released = 0;
-    CCorvane manager(BareEnvironment({.systemDescription = "",
-                                      .systemDescriptionFallback = "",
-                                      .configuration = SavedConfiguration(),
-                                      .boardFile = "",
-                                      .ipmiFile = "",
-                                      .bySlot = "/proc/self/none/"}));
+    CCorvane manager(BareEnvironment("/proc/self/none/", SavedConfiguration()));
     g_manager = &manager;
     buffers.reserve(documents.size());
     for (const std::string& document : documents)

@@ -2,13 +2,12 @@
 
 #include "host/Options.h"
 #include "host/Requests.h"
+#include "tests/support/TempDir.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <cstdlib>
 #include <thread>
 
 namespace
@@ -138,32 +137,16 @@ TEST(EscapeXml, ControlCharactersBecomeReferences)
 }
 
 // A server on its own thread, the way the host polls it.
-class ControlSocket : public testing::Test
+TEST(ControlSocket, CarriesALineThereAndTheAnswerBack)
 {
-protected:
-    ControlSocket()
-    {
-        EXPECT_NE(mkdtemp(m_folder.data()), nullptr);
-        m_path = std::string(m_folder.data()) + "/s";
-    }
-    ~ControlSocket() override
-    {
-        unlink(m_path.c_str());
-        rmdir(m_folder.data());
-    }
-
-    std::array<char, 32> m_folder{"/tmp/corvanehost-test-XXXXXX"};
-    std::string m_path;
-};
-
-TEST_F(ControlSocket, CarriesALineThereAndTheAnswerBack)
-{
+    const CTempDir folder;
+    const std::string path = folder.File("s");
     std::string error;
     {
-        const auto server = CControlServer::Listen(m_path, error);
+        const auto server = CControlServer::Listen(path, error);
         ASSERT_TRUE(server) << error;
         struct stat status = {};
-        ASSERT_EQ(stat(m_path.c_str(), &status), 0);
+        ASSERT_EQ(stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777U, 0600U);
         const std::string large(300000, 'x');
         std::thread serving(
@@ -184,20 +167,20 @@ TEST_F(ControlSocket, CarriesALineThereAndTheAnswerBack)
                 }
             });
         std::string answer;
-        EXPECT_TRUE(AskHost(m_path, JoinControlWords({"status"}), answer));
+        EXPECT_TRUE(AskHost(path, JoinControlWords({"status"}), answer));
         EXPECT_EQ(answer, large + "\nok\n");
         answer.clear();
-        EXPECT_TRUE(AskHost(m_path, std::string(kMaxControlLine, 'a'), answer));
+        EXPECT_TRUE(AskHost(path, std::string(kMaxControlLine, 'a'), answer));
         EXPECT_THAT(answer, StartsWith("error: the line is too long"));
         answer.clear();
-        EXPECT_TRUE(AskHost(m_path, "what", answer));
+        EXPECT_TRUE(AskHost(path, "what", answer));
         EXPECT_EQ(answer, "error: what\n");
         serving.join();
-        EXPECT_FALSE(CControlServer::Listen(m_path, error)) << "a host that runs keeps its socket";
+        EXPECT_FALSE(CControlServer::Listen(path, error)) << "a host that runs keeps its socket";
     }
     std::string answer;
-    EXPECT_FALSE(AskHost(m_path, "gone", answer));
-    EXPECT_THAT(answer, HasSubstr(m_path));
+    EXPECT_FALSE(AskHost(path, "gone", answer));
+    EXPECT_THAT(answer, HasSubstr(path));
     EXPECT_FALSE(CControlServer::Listen(std::string(200, 'p'), error));
     EXPECT_THAT(error, HasSubstr("107"));
 }

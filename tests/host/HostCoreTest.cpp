@@ -6,9 +6,9 @@
 #include "host/SimTime.h"
 #include "host/StartCheck.h"
 #include "tests/host/WaitUntil.h"
+#include "tests/support/TempDir.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <sstream>
 
@@ -238,7 +238,7 @@ protected:
         simtime::UseScaled(100);
         m_options.once = true;
         std::string error;
-        m_control = CControlServer::Listen("./session" + std::to_string(getpid()) + ".sock", error);
+        m_control = CControlServer::Listen(m_folder.File("s"), error);
         EXPECT_TRUE(m_control) << error;
     }
 
@@ -251,6 +251,7 @@ protected:
         return end;
     }
 
+    CTempDir m_folder;
     HostOptions m_options;
     CPortTrace m_trace;
     std::ostringstream m_out;

@@ -1,14 +1,17 @@
 #include "host/RealLauncher.h"
 #include "host/SimLauncher.h"
 #include "host/SimTime.h"
-#include "tests/host/FrameLog.h"
+#include "tests/host/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <optional>
+#include <cstring>
+#include <map>
+#include <mutex>
 
 namespace
 {
@@ -17,6 +20,16 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+struct ProgramLog
+{
+    std::vector<FrameKind> kinds; // in order, output frames too
+    std::string output[2];
+    std::size_t largest = 0; // frame, with its header
+    std::uint32_t value = 0; // of the last frame
+    bool ended = false;      // or not started
+};
+
+// Keeps what a launcher tells.
 class Launcher : public testing::Test
 {
 protected:
@@ -28,17 +41,64 @@ protected:
         m_launcher->Start(std::move(request));
     }
 
+    // The program's log once it has ended; without `ended` when that takes too long.
+    ProgramLog WaitForEnd(std::uint32_t id)
+    {
+        WaitUntil([this, id] { return Now(id).ended; });
+        return Now(id);
+    }
+
     ProgramLog Run(std::vector<std::string> argv)
     {
         Start(++m_id, std::move(argv));
-        return m_log.WaitForEnd(m_id);
+        return WaitForEnd(m_id);
     }
 
-    CFrameLog m_log;
-    FrameSink m_sink = [this](std::string_view frame) { m_log.Take(frame); };
-    NoteSink m_notes = [this](const std::string& note) { m_log.TakeNote(note); };
-    std::unique_ptr<CLauncher> m_launcher;
+    bool HasStarted(std::uint32_t id) { return !Now(id).kinds.empty(); }
+
+    ProgramLog Now(std::uint32_t id)
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_programs[id];
+    }
+
+    std::string Notes()
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_notes;
+    }
+
+private:
+    void Take(std::string_view frame)
+    {
+        std::uint32_t header[4] = {};
+        std::memcpy(header, frame.data(), sizeof header);
+        const std::lock_guard lock(m_mutex);
+        ProgramLog& program = m_programs[header[1]];
+        const auto kind = static_cast<FrameKind>(header[2]);
+        program.kinds.push_back(kind);
+        program.largest = std::max(program.largest, frame.size());
+        program.value = header[3];
+        if (kind == FrameKind::StandardOutput || kind == FrameKind::StandardError)
+        {
+            program.output[header[2] - 1] += frame.substr(sizeof header);
+        }
+        program.ended = kind == FrameKind::Ended || kind == FrameKind::StartFailed;
+    }
+
+    std::mutex m_mutex;
+    std::map<std::uint32_t, ProgramLog> m_programs;
+    std::string m_notes;
     std::uint32_t m_id = 0;
+
+protected:
+    const FrameSink m_frameSink = [this](std::string_view frame) { Take(frame); };
+    const NoteSink m_noteSink = [this](const std::string& note)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_notes += note + "\n";
+    };
+    std::unique_ptr<CLauncher> m_launcher;
 };
 
 class RealLauncher : public Launcher
@@ -51,7 +111,7 @@ protected:
         CTimeLimits limits;
         ASSERT_TRUE(limits.Set("cat=20"));
         ASSERT_TRUE(limits.Set(limit));
-        m_launcher = std::make_unique<CRealLauncher>(limits, m_sink, m_notes, bounds);
+        m_launcher = std::make_unique<CRealLauncher>(limits, m_frameSink, m_noteSink, bounds);
     }
 
     ProgramLog RunShell(const char* script) { return Run({"/bin/sh", "-c", script}); }
@@ -100,7 +160,7 @@ TEST_F(RealLauncher, KillsTheWholeGroupPastTheLimit)
     ASSERT_TRUE(log.ended);
     EXPECT_EQ(log.value, static_cast<std::uint32_t>(SIGKILL));
     EXPECT_EQ(log.output[0], "begun\n");
-    EXPECT_THAT(m_log.Notes(), HasSubstr("limit of 1 s"));
+    EXPECT_THAT(Notes(), HasSubstr("limit of 1 s"));
 }
 
 TEST_F(RealLauncher, KillsAProgramThatWritesWithoutEnd)
@@ -130,13 +190,13 @@ TEST_F(RealLauncher, StopKillsAndReapsWhatStillRuns)
     Make("sleep=0");
     Start(1, {"sleep", "60"});
     Start(2, {"sleep", "60"});
-    ASSERT_TRUE(WaitUntil([this] { return m_log.HasStarted(2); }));
+    ASSERT_TRUE(WaitUntil([this] { return HasStarted(2); }));
     m_launcher->Stop();
-    EXPECT_FALSE(m_log.Now(1).ended);
+    EXPECT_FALSE(Now(1).ended);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no child is left, dead or alive";
     EXPECT_EQ(errno, ECHILD);
     Start(3, {"sleep", "60"});
-    EXPECT_FALSE(m_log.HasStarted(3));
+    EXPECT_FALSE(HasStarted(3));
 }
 // "sleep MS" ends after so many simulated milliseconds; anything else does not exist.
 sim::ProgramRun Answer(const std::vector<std::string>& argv, sim::SimTime now)
@@ -162,8 +222,8 @@ protected:
         simtime::UseManual(1'000'000'000s);
         CTimeLimits limits;
         limits.Set("sleep=100");
-        m_launcher =
-            std::make_unique<CSimLauncher>(Answer, std::chrono::steady_clock::now(), limits, m_sink, m_notes);
+        m_launcher = std::make_unique<CSimLauncher>(Answer, std::chrono::steady_clock::now(), limits,
+                                                    m_frameSink, m_noteSink);
     }
     ~SimLauncher() override
     {
@@ -175,7 +235,7 @@ protected:
     void StartSleep(std::uint32_t id, const char* length)
     {
         Start(id, {"sleep", length});
-        EXPECT_TRUE(WaitUntil([this, id] { return m_log.HasStarted(id) && simtime::NextDeadline(); }));
+        EXPECT_TRUE(WaitUntil([this, id] { return HasStarted(id) && simtime::NextDeadline(); }));
     }
 };
 
@@ -187,29 +247,29 @@ TEST_F(SimLauncher, DeliversWhenTheProgramsTimeHasPassed)
     ASSERT_TRUE(
         WaitUntil([] { return simtime::NextDeadline() == std::optional<std::chrono::nanoseconds>(1s); }));
     simtime::Advance(1s);
-    const ProgramLog second = m_log.WaitForEnd(2);
+    const ProgramLog second = WaitForEnd(2);
     ASSERT_TRUE(second.ended);
     EXPECT_THAT(second.kinds, ElementsAre(FrameKind::Started, FrameKind::StandardOutput,
                                           FrameKind::StandardError, FrameKind::Ended));
     EXPECT_EQ(second.output[0], "asked at 7000");
     EXPECT_EQ(second.output[1], "tired");
     EXPECT_EQ(second.value, 0x100U);
-    EXPECT_FALSE(m_log.Now(1).ended);
+    EXPECT_FALSE(Now(1).ended);
     simtime::Advance(1s);
-    EXPECT_TRUE(m_log.WaitForEnd(1).ended);
+    EXPECT_TRUE(WaitForEnd(1).ended);
 }
 
 TEST_F(SimLauncher, AHangEndsAtTheTimeLimit)
 {
     StartSleep(1, "3600000");
     simtime::Advance(99s);
-    EXPECT_FALSE(m_log.Now(1).ended);
+    EXPECT_FALSE(Now(1).ended);
     simtime::Advance(1s);
-    const ProgramLog log = m_log.WaitForEnd(1);
+    const ProgramLog log = WaitForEnd(1);
     ASSERT_TRUE(log.ended);
     EXPECT_EQ(log.value, static_cast<std::uint32_t>(SIGKILL));
     EXPECT_EQ(log.output[0], "");
-    EXPECT_THAT(m_log.Notes(), HasSubstr("limit of 100 s"));
+    EXPECT_THAT(Notes(), HasSubstr("limit of 100 s"));
 }
 
 TEST_F(SimLauncher, ReportsWhatTheApplianceDoesNotHave)

@@ -175,11 +175,13 @@ TEST(Appliance, WhatItDoesNotHaveCannotBeStarted)
     }
 }
 
-TEST(ApplianceFaults, HangAndSlowChangeTheTimeOnly)
+TEST(ApplianceFaults, HangAndSlowChangeTheUsualTimeOnly)
 {
-    const auto usual = Call(*Play(""), kVersion);
-    const auto hung = Call(*Play("at 0s tool smartctl hang 90s"), kVersion);
-    const auto slow = Call(*Play("at 0s tool smartctl slow 2s"), kVersion);
+    EXPECT_EQ(Call(*Play(""), ReportCommand("/dev/sdc")).duration, 120ms);
+    const auto usual = Call(*Play(""), kScan);
+    EXPECT_EQ(usual.duration, 50ms);
+    const auto hung = Call(*Play("at 0s tool smartctl hang 90s"), kScan);
+    const auto slow = Call(*Play("at 0s tool smartctl slow 2s"), kScan);
     EXPECT_EQ(hung.duration, 90s);
     EXPECT_EQ(slow.duration, usual.duration + 2s);
     EXPECT_EQ(hung.standardOutput, usual.standardOutput);
