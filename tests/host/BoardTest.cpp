@@ -84,15 +84,9 @@ TEST(Screen, ShowsReadingsSideBySideAndAlarmsFirst)
     EXPECT_THAT(narrow.back(), HasSubstr("and 2 more"));
 }
 
-struct ClaimCase
-{
-    const char* list;
-    std::vector<std::string> claims;
-};
-
 TEST(PortClaims, AreToldOfTheDriversThatAreInTheWay)
 {
-    const std::vector<ClaimCase> cases{
+    const std::vector<std::pair<const char*, std::vector<std::string>>> cases{
         {"0000-0cf7 : PCI Bus 0000:00\n  002e-002f : pnp 00:04\n  0080-008f : dma page reg\n"
          "  0a25-0a26 : pnp 00:04\n0a35-0a37 : wider\n0a46-0a47 : shifted\n1800-1803 : ACPI PM1a_EVT_BLK\n",
          {}},
@@ -105,15 +99,15 @@ TEST(PortClaims, AreToldOfTheDriversThatAreInTheWay)
          {"it87 claims the ports whose addresses only root may see"}},
         {"\n\n002e-002f\n : x\n2e-2f:y\nzz-2f : z\n\x01", {}},
     };
-    for (const ClaimCase& each : cases)
+    for (const auto& [list, claims] : cases)
     {
         std::vector<std::string> warnings;
-        for (const std::string& claim : each.claims)
+        for (const std::string& claim : claims)
         {
             warnings.push_back("the kernel's driver " + claim +
                                ": two programs at one chip disturb each other, so unload it first");
         }
-        EXPECT_EQ(PortClaimWarnings(each.list), warnings) << each.list;
+        EXPECT_EQ(PortClaimWarnings(list), warnings) << list;
     }
 }
 } // namespace

@@ -46,8 +46,7 @@ const char* Pointer(std::uint64_t data)
     return reinterpret_cast<const char*>(data); // NOLINT(performance-no-int-to-ptr)
 }
 
-std::int32_t Send(std::uint64_t category, std::uint64_t type, const void* data = nullptr,
-                  std::size_t length = 0)
+PluginMessage Message(std::uint64_t category, std::uint64_t type, const void* data, std::size_t length)
 {
     PluginMessage message;
     message.length = static_cast<std::uint32_t>(length);
@@ -55,6 +54,13 @@ std::int32_t Send(std::uint64_t category, std::uint64_t type, const void* data =
     message.source = kPluginId;
     message.category = category;
     message.type = type;
+    return message;
+}
+
+std::int32_t Send(std::uint64_t category, std::uint64_t type, const void* data = nullptr,
+                  std::size_t length = 0)
+{
+    const PluginMessage message = Message(category, type, data, length);
     return g_callback(&message, nullptr);
 }
 
@@ -65,20 +71,14 @@ void SendText(std::uint64_t category, const std::string& text)
 
 void Log(int level, const std::string& text)
 {
-    if (level < Send(kCategoryLog, kTypeLogQuery))
+    if (level >= Send(kCategoryLog, kTypeLogQuery))
     {
-        return;
+        PluginMessage message = Message(kCategoryLog, kTypeLogText, text.data(), text.size());
+        message.recordSize = 168;
+        message.recordVersion = 1;
+        message.logLevel = static_cast<std::uint64_t>(level);
+        g_callback(&message, nullptr);
     }
-    PluginMessage message;
-    message.length = static_cast<std::uint32_t>(text.size());
-    message.data = reinterpret_cast<std::uintptr_t>(text.c_str());
-    message.source = kPluginId;
-    message.category = kCategoryLog;
-    message.type = kTypeLogText;
-    message.recordSize = 168;
-    message.recordVersion = 1;
-    message.logLevel = static_cast<std::uint64_t>(level);
-    g_callback(&message, nullptr);
 }
 
 // Runs the disk scan the way the real one does: the request goes out with the lock held that the answers

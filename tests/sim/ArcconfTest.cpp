@@ -38,15 +38,7 @@ json Config(sim::CAppliance& appliance, sim::SimTime now)
 
 json HardDrive(sim::CAppliance& appliance, int device, sim::SimTime now)
 {
-    const json config = Config(appliance, now);
-    for (const json& drive : config.at("Channel").at(0).at("HardDrive"))
-    {
-        if (drive.at("deviceID") == device)
-        {
-            return drive;
-        }
-    }
-    return nullptr;
+    return Find(Config(appliance, now).at("Channel").at(0).at("HardDrive"), "deviceID", device);
 }
 
 std::unique_ptr<sim::CAppliance> PlayWithVolume(const std::string& scenario)

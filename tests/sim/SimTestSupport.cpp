@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -56,16 +57,16 @@ nlohmann::json Report(sim::CAppliance& appliance, const std::string& device, sim
     return Json(Call(appliance, ReportCommand(device), now));
 }
 
+nlohmann::json Find(const nlohmann::json& rows, const char* member, int value)
+{
+    const auto isIt = [&](const nlohmann::json& row) { return row.at(member) == value; };
+    const auto found = std::find_if(rows.begin(), rows.end(), isIt);
+    return found == rows.end() ? nlohmann::json() : *found;
+}
+
 nlohmann::json Attribute(const nlohmann::json& report, int id)
 {
-    for (const auto& row : report.at("ata_smart_attributes").at("table"))
-    {
-        if (row.at("id") == id)
-        {
-            return row;
-        }
-    }
-    return nullptr;
+    return Find(report.at("ata_smart_attributes").at("table"), "id", id);
 }
 
 std::vector<std::string> ScannedDevices(sim::CAppliance& appliance, sim::SimTime now)

@@ -30,7 +30,8 @@ nlohmann::json Json(const sim::ProgramRun& run);
 nlohmann::json Report(sim::CAppliance& appliance, const std::string& device,
                       sim::SimTime now = sim::SimTime{0});
 
-// The row of an ATA attribute in a report; null when there is none.
+// The row with this value of a member, and that of an ATA attribute in a report; null when there is none.
+nlohmann::json Find(const nlohmann::json& rows, const char* member, int value);
 nlohmann::json Attribute(const nlohmann::json& report, int id);
 std::vector<std::string> ScannedDevices(sim::CAppliance& appliance, sim::SimTime now);
 
