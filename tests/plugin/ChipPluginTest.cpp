@@ -245,7 +245,7 @@ TEST_F(BoardPlugin, PingsPollsDocumentsAndTheEndAtOnce)
         pings.join();
         // Neither loop may fall so far behind that the board is reset.
         const std::size_t processed = 2 * static_cast<std::size_t>(std::max(0, step - kMostStepsBehind));
-        EXPECT_TRUE(WaitUntil(
+        ASSERT_TRUE(WaitUntil(
             [&](const auto& told)
             {
                 const auto pingedAgo = std::chrono::seconds(kTimeoutSec) - Watchdog().left;
