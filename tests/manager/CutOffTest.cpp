@@ -129,7 +129,7 @@ TEST_P(CutOff, ByCloseItSaysNothing)
     }
     for (const std::string& text : Statuses())
     {
-        EXPECT_THAT(text, HasSubstr(R"(PrepStatus="Prepping")")) << "told when it began";
+        EXPECT_THAT(text, HasSubstr(R"(PrepStatus="2")")) << "in preparation, told when it began";
     }
     EXPECT_EQ(m_dir.Read(kConfigurationFile).value(), config);
     EXPECT_FALSE(m_dir.Exists("logs/tqselftest_bad_report.xml"));

@@ -162,4 +162,38 @@ TEST_F(Sensors, EachReturnedHeartbeatIsOnePing)
     Unload();
     EXPECT_EQ(m_chip->calls.Count("ping"), 2);
 }
+
+const CFakeHost::Arguments kIpmitool{"ipmitool", "-c", "sdr"};
+
+TEST_F(Sensors, WithoutAChipTheManagementControllerIsAskedEachTime)
+{
+    m_hasChip = false;
+    Answer(kIpmitool, {.output = "FAN1,5400,RPM,ok\n"});
+    Start();
+    EXPECT_EQ(CountProgram(kIpmitool), 1);
+    EXPECT_THAT(Configs(), testing::Contains(HasSubstr(R"x(Label="FAN1 (ok)")x")));
+    Answer(kIpmitool, {.output = "FAN1,0,RPM,cr\n"});
+    for (int runs = 2; runs <= 3; ++runs)
+    {
+        Pass(std::chrono::seconds(5), [this, runs] { return CountProgram(kIpmitool) == runs; });
+    }
+    Settle();
+    EXPECT_THAT(LastStatus(), HasSubstr(R"x(Label="FAN1 (cr)" Value="0" Alarm="1")x"));
+}
+
+TEST_F(Sensors, AChipIsEnough)
+{
+    Start();
+    Housekeeping();
+    EXPECT_EQ(CountProgram(kIpmitool), 0);
+}
+
+TEST_F(Sensors, TheOwnerMayForbidTheManagementController)
+{
+    m_hasChip = false;
+    m_dir.Write("corvanepi-ipmi.xml", R"(<zDVR><Sensors Enabled="0"/></zDVR>)");
+    Start();
+    Scan(); // some housekeeping came before it
+    EXPECT_EQ(CountProgram(kIpmitool), 0);
+}
 } // namespace

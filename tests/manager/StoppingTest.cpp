@@ -135,7 +135,8 @@ class HangingStart : public Stopping, public testing::WithParamInterface<HangCas
 
 TEST_P(HangingStart, IsEndedByClose)
 {
-    m_dir.Write(kConfigurationFile, R"(<zDVR><Storage><Disk SerialNumber="S1"/></Storage></zDVR>)");
+    m_dir.Write(kConfigurationFile,
+                R"(<zDVR><Storage><Disk SerialNumber="S1"/></Storage><Sensors Enabled="0"/></zDVR>)");
     Answer({"./tqselftest", "-v"}, {.output = "tqselftest version: 1.2\n"});
     for (int i = 0; i < GetParam().answered; ++i)
     {
@@ -157,6 +158,8 @@ TEST_P(HangingStart, IsEndedByClose)
         EXPECT_EQ(line.text.find("removed"), std::string::npos) << "the scan was cut off, the disk was not";
         EXPECT_EQ(line.text.find(R"("./tqselftest" "-c")"), std::string::npos) << "no further try";
     }
+    EXPECT_THAT(m_dir.Read(kConfigurationFile).value(), testing::ContainsRegex("<Sensors.* Enabled=\"0\""))
+        << "the owner's setting";
     EXPECT_EQ(EndedTimers(after), GetParam().armed ? m_allTimers : decltype(m_allTimers){});
     EXPECT_THAT(after.releases, testing::ElementsAre(reinterpret_cast<std::uintptr_t>(document)));
 }
