@@ -3,9 +3,11 @@
 // just let it go, and then the ping waits on.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <thread>
 
 // Lockable, for std::lock_guard. Not recursive.
 class CFifoLock
@@ -17,21 +19,32 @@ public:
 
     void lock() // NOLINT(readability-identifier-naming): the standard's name for it
     {
-        std::unique_lock guard(m_mutex);
         const std::uint64_t mine = m_nextTicket++;
+        // Putting a thread to sleep and waking it can take longer than a whole poll, so that is left to waits
+        // beyond the length of one.
+        constexpr int kLooks = 1000; // some hundred microseconds
+        for (int look = 0; look < kLooks; ++look)
+        {
+            if (m_nowServed == mine)
+            {
+                return;
+            }
+            std::this_thread::yield();
+        }
+        std::unique_lock guard(m_mutex);
         m_served.wait(guard, [this, mine] { return m_nowServed == mine; });
     }
 
     void unlock() // NOLINT(readability-identifier-naming): likewise
     {
-        const std::lock_guard guard(m_mutex);
+        const std::lock_guard guard(m_mutex); // nobody falls asleep between the number and the call
         ++m_nowServed;
         m_served.notify_all();
     }
 
 private:
-    std::mutex m_mutex; // guards the two numbers
+    std::atomic<std::uint64_t> m_nextTicket{0};
+    std::atomic<std::uint64_t> m_nowServed{0};
+    std::mutex m_mutex;
     std::condition_variable m_served;
-    std::uint64_t m_nextTicket = 0;
-    std::uint64_t m_nowServed = 0;
 };
