@@ -73,7 +73,8 @@ TEST(BoardFile, RegistersAndIgnoredReadingsAreHexadecimal)
                                       {"-1", std::nullopt}})
     {
         const std::string quoted = "=\"" + std::string(text) + "\"";
-        const SensorDef sensor = Sensor("Register" + quoted + " Ignore" + quoted);
+        const SensorDef sensor =
+            Sensor(std::string("Register").append(quoted).append(" Ignore").append(quoted));
         EXPECT_EQ(sensor.firstRegister, value) << text;
         EXPECT_EQ(sensor.ignore, value) << text;
     }

@@ -92,7 +92,7 @@ std::string ChipRig::Value(int id)
 
 std::string ChipRig::Logged()
 {
-    const std::string lines = Join(LevelAndText(m_host), "\n");
+    std::string lines = Join(LevelAndText(m_host), "\n");
     m_host.Forget();
     return lines;
 }

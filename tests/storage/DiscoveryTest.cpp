@@ -36,8 +36,8 @@ protected:
         std::string list;
         for (std::string device, type; in >> device >> type;)
         {
-            list +=
-                (list.empty() ? "" : ",") + (R"({"name": ")" + device) + R"(", "type": ")" + type + R"("})";
+            list.append(list.empty() ? "" : ",").append(R"({"name": ")").append(device);
+            list.append(R"(", "type": ")").append(type).append(R"("})");
         }
         m_host.OnProgram(ScanCommand(),
                          {.output = R"({"smartctl": {"exit_status": 0}, "devices": [)" + list + "]}"});

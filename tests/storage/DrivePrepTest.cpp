@@ -24,7 +24,7 @@ std::string StatusDocument(int status)
 
 std::vector<std::string> StatusDocuments(const CFakeHost& host)
 {
-    const auto texts = DocumentTexts(host, MessageCategory::StatusDocument);
+    auto texts = DocumentTexts(host, MessageCategory::StatusDocument);
     EXPECT_EQ(texts.size(), host.Documents().size()) << "another kind";
     return texts;
 }
