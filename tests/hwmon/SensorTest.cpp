@@ -39,12 +39,15 @@ TEST(Sensor, TypesComeFromTheId)
     }
 }
 
-TEST(Sensor, AlarmBitsMakeEventsAtTheirEdges)
+TEST(Sensor, ReadingsAreNewsAndAlarmBitsMakeEventsAtTheirEdges)
 {
     SensorDef sensor = Sensor(1000);
     sensor.event = false;
     sensor.changed = false;
+    RecordReading(sensor, 0);
+    EXPECT_FALSE(sensor.changed) << "it showed 0 before";
     RecordReading(sensor, 5);
+    EXPECT_TRUE(sensor.changed);
     RecordReading(sensor, 9);
     sensor.changed = false;
     ApplyAlarmBit(sensor, false);
